@@ -1,0 +1,1 @@
+// The host camera's axevent library.
