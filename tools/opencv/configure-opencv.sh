@@ -20,6 +20,10 @@ off=(
     BUILD_opencv_python_bindings_generator BUILD_PACKAGE OPENCV_GENERATE_PKGCONFIG
     OPENCV_GENERATE_SETUPVARS ENABLE_PRECOMPILED_HEADERS ENABLE_CCACHE
 )
+# On x86-64 any processor since 2009 will do, and newer ones are used at run time. Elsewhere OpenCV's own
+# choice stands.
+cpu=()
+[ "$(uname -m)" != x86_64 ] || cpu=(-DCPU_BASELINE=SSE4_2 "-DCPU_DISPATCH=AVX2;AVX512_SKX")
 flags=()
 for name in "${off[@]}"; do flags+=("-D$name=OFF"); done
 cmake -S "$source" -B "$build" -G Ninja \
@@ -27,5 +31,4 @@ cmake -S "$source" -B "$build" -G Ninja \
     -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR=lib \
     -DBUILD_LIST=core,imgproc,flann,features2d,calib3d,objdetect \
     -DENABLE_PIC=ON -DWITH_PTHREADS_PF=ON \
-    -DCPU_BASELINE=SSE4_2 -DCPU_DISPATCH="AVX2;AVX512_SKX" \
-    "${flags[@]}" "$@"
+    "${cpu[@]}" "${flags[@]}" "$@"

@@ -3,16 +3,17 @@
 #
 # Order: $OpenCV_DIR when it is set; an OpenCV >= 4.7 that the system has; the cached build; a new build
 # (about 4 minutes on 2 cores), which is put into the cache whole or not at all.
-#   --where   print the cache folder of this machine and stop
+#   --where   print the cache folder and stop
 # Environment: OpenCV_DIR, ZERITH_CACHE (the cache folder; default $XDG_CACHE_HOME/zerith-markers).
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-cache=${ZERITH_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/zerith-markers}
-# The key holds what the archives depend on: how they are fetched and configured, and the compiler.
-key=$({ cat "$here/fetch-opencv.sh" "$here/configure-opencv.sh" && c++ --version | head -n 1 && uname -m; } |
-    sha256sum | cut -c1-16)
-prefix=$cache/opencv-$key
+cache=$(realpath -m -- "${ZERITH_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/zerith-markers}")
+
+fail() {
+    echo "ensure-opencv: $*" >&2
+    exit 1
+}
 
 if [ "${1:-}" = --where ]; then
     echo "$cache"
@@ -28,7 +29,7 @@ version_at_least_4_7() { # a folder that holds OpenCVConfig-version.cmake
 
 if [ -n "${OpenCV_DIR:-}" ]; then
     version_at_least_4_7 "$OpenCV_DIR" ||
-        { echo "ensure-opencv: OpenCV_DIR=$OpenCV_DIR holds no OpenCV 4.7 or newer: unset it or correct it" >&2; exit 1; }
+        fail "OpenCV_DIR=$OpenCV_DIR holds no OpenCV 4.7 or newer: unset it or correct it"
     echo "$OpenCV_DIR"
     exit 0
 fi
@@ -39,28 +40,53 @@ for dir in /usr/local/lib/cmake/opencv4 /usr/lib/*/cmake/opencv4; do
     fi
 done
 
+# The key holds what the archives depend on: how they are fetched and configured, the compiler and the
+# processor's kind.
+command -v c++ >/dev/null || fail "there is no C++ compiler: install the package g++"
+key=$({ cat "$here/fetch-opencv.sh" "$here/configure-opencv.sh" && c++ --version | head -n 1 && uname -m; } |
+    sha256sum | cut -c1-16)
+prefix=$cache/opencv-$key
 installed=$prefix/lib/cmake/opencv4
 if version_at_least_4_7 "$installed"; then
     echo "$installed"
     exit 0
 fi
 
-mkdir -p "$cache" || { echo "ensure-opencv: cannot write $cache: set ZERITH_CACHE to a folder that you own" >&2; exit 1; }
+mkdir -p "$cache" 2>/dev/null || true
+if ! [ -d "$cache" ] || ! [ -w "$cache" ]; then
+    fail "cannot write $cache: set ZERITH_CACHE to a folder that you own"
+fi
 # Two builds at once would work in the same folder: the second waits and finds the first one's result.
-exec 9>"$cache/opencv.lock"
-flock 9
+exec 9>"$cache/opencv.lock" || fail "cannot write $cache/opencv.lock: set ZERITH_CACHE to a folder that you own"
+if ! flock -n 9; then
+    echo "Waiting for another OpenCV build in $cache" >&2
+    flock 9
+fi
 if ! version_at_least_4_7 "$installed"; then
     echo "Building OpenCV once for this machine, about 4 minutes on 2 cores (cache: $prefix)" >&2
+    # Under the lock a build folder is nobody's: an interrupted build left it.
+    rm -rf "$cache"/opencv-build.*
     work=$(mktemp -d "$cache/opencv-build.XXXXXX")
     trap 'rm -rf "$work"' EXIT
-    source=$("$here/fetch-opencv.sh" "$work")
+    trap 'exit 130' INT
+    trap 'exit 143' TERM
+    # The caller's compiler flags are not part of the key.
+    unset CFLAGS CXXFLAGS CPPFLAGS LDFLAGS
+    source=$("$here/fetch-opencv.sh" "$work") || fail "OpenCV's source could not be fetched (reason above)"
     # The install paths are part of OpenCV's own CMake files, so it is configured with its final
     # place, installed through DESTDIR, and moved there in one step.
-    "$here/configure-opencv.sh" "$source" "$work/build" "$prefix" >"$work/log" 2>&1 ||
-        { tail -n 30 "$work/log" >&2; echo "ensure-opencv: OpenCV could not be configured (log above)" >&2; exit 1; }
-    ninja -C "$work/build" >>"$work/log" 2>&1 ||
-        { tail -n 30 "$work/log" >&2; echo "ensure-opencv: OpenCV could not be built (log above)" >&2; exit 1; }
-    DESTDIR="$work/root" cmake --install "$work/build" --component dev >>"$work/log" 2>&1
+    step() { # WORDS COMMAND...: runs a command whose output only matters when it fails
+        local words=$1
+        shift
+        "$@" >>"$work/log" 2>&1 || {
+            tail -n 30 "$work/log" >&2
+            fail "OpenCV could not be $words (log above)"
+        }
+    }
+    step configured "$here/configure-opencv.sh" "$source" "$work/build" "$prefix"
+    step built ninja -C "$work/build"
+    export DESTDIR=$work/root
+    step installed cmake --install "$work/build" --component dev
     rm -rf "$prefix"
     mv "$work/root$prefix" "$prefix"
 fi

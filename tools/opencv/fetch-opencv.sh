@@ -23,6 +23,7 @@ fail() {
 # The base address of the Debian main archive that apt is configured with; the security archive
 # does not carry the suite's source packages.
 archive_of_this_machine() {
+    # shellcheck disable=SC2016 # $(REPO_URI) is apt's, not the shell's
     apt-get indextargets --no-release-info --format '$(REPO_URI)' 'Created-By: Packages' |
         grep -v -e -security -e /security | sort -u |
         awk '/\/debian\/?$/ { print; found = 1; exit } !other { other = $0 }
@@ -30,7 +31,7 @@ archive_of_this_machine() {
 }
 
 [ -r "$keyring" ] || fail "$keyring is missing: install the package debian-archive-keyring"
-archive=${OPENCV_MIRROR:-$(archive_of_this_machine)}
+archive=${OPENCV_MIRROR:-$(archive_of_this_machine || true)}
 [ -n "$archive" ] || fail "apt has no Debian archive configured: set OPENCV_MIRROR to one"
 
 mkdir -p "$work/apt/lists/partial" "$work/apt/cache/archives/partial"
@@ -42,10 +43,11 @@ apt=(
     -o Dir::State::Lists="$work/apt/lists" -o Dir::Cache="$work/apt/cache"
     -o Acquire::AllowInsecureRepositories=false -o Acquire::AllowWeakRepositories=false
     -o Acquire::Languages=none -o Acquire::Retries=3 -o APT::Sandbox::User=
-    -o APT::Update::Error-Mode=any -o APT::Update::Post-Invoke::=
+    -o APT::Update::Error-Mode=any
 )
 apt-get "${apt[@]}" -qq update >&2 ||
-    fail "the source index of Debian $suite cannot be read: check the network, or set OPENCV_MIRROR"
+    fail "the source index of Debian $suite cannot be read: check the network and that" \
+        "debian-archive-keyring is up to date, or set OPENCV_MIRROR"
 
 # One line a file: 'ADDRESS' NAME SIZE SHA256:HEX, the newest version of the suite first.
 line=$(apt-get "${apt[@]}" -qq source --only-source --print-uris opencv 2>/dev/null |
