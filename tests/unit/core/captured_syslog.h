@@ -1,0 +1,18 @@
+#pragma once
+
+// The system log of the test program: what the program sends to syslog is kept here instead. A
+// program that links captured_syslog.cpp has its own openlog(), syslog() and closelog().
+
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+/// Everything sent since the last forgetSyslog(), in order, as "priority|text" (LOG_ERR is 3,
+/// LOG_WARNING 4, LOG_INFO 6); openlog() as "open|identity|options|facility", closelog() as
+/// "close".
+[[nodiscard]] std::vector<std::string> syslogLines();
+
+void forgetSyslog();
+
+} // namespace testing_support
