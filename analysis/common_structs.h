@@ -1,9 +1,10 @@
 #pragma once
 
 // The plain records of marker analysis: a marker seen in one frame, a tracked marker with its place
-// and age, and the lists of them that one tick hands from stage to stage. All are used on the main
-// loop only.
+// and age, and the lists of them that one tick hands from stage to stage. All are values without
+// locks; the process-wide lists are used on the main loop only.
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <utility>
@@ -12,6 +13,8 @@
 #include <sys/time.h>
 
 #include <opencv2/core/types.hpp>
+
+#include "analysis/truncation.h"
 
 /// An axis-aligned rectangle in pixels: left, top, width, height.
 struct rectangle {
@@ -23,13 +26,14 @@ struct rectangle {
 
 /// One marker seen in one frame.
 struct detection {
-    /// Corners in analysis-stream pixels, top-left, top-right, bottom-right, bottom-left of the
+    /// Corners in analysis-stream pixels: top-left, top-right, bottom-right, bottom-left of the
     /// marker.
     std::vector<cv::Point2f> markerCorners;
     /// The marker's id in the selected dictionary.
     int classId = 0;
 
     /// The middle of the corners' integer bounding box, in whole analysis-stream pixels.
+    /// Coordinates are truncated as truncateToInt() does; one that is not a number is left out.
     /// Deliberate: the maxima start at 0 and the minima at 100000, so corners that are all negative
     /// keep a maximum of 0, and a detection without corners has its centroid at (50000, 50000).
     [[nodiscard]] cv::Point2f get_centroid() const {
@@ -39,20 +43,25 @@ struct detection {
         int maxY = 0;
         for (const cv::Point2f& corner : markerCorners) {
             if (corner.x < static_cast<float>(minX)) {
-                minX = static_cast<int>(corner.x);
+                minX = truncateToInt(corner.x);
             }
             if (corner.y < static_cast<float>(minY)) {
-                minY = static_cast<int>(corner.y);
+                minY = truncateToInt(corner.y);
             }
             if (corner.x > static_cast<float>(maxX)) {
-                maxX = static_cast<int>(corner.x);
+                maxX = truncateToInt(corner.x);
             }
             if (corner.y > static_cast<float>(maxY)) {
-                maxY = static_cast<int>(corner.y);
+                maxY = truncateToInt(corner.y);
             }
         }
-        return {static_cast<float>(minX + (maxX - minX) / 2),
-                static_cast<float>(minY + (maxY - minY) / 2)};
+        return {static_cast<float>(midpoint(minX, maxX)), static_cast<float>(midpoint(minY, maxY))};
+    }
+
+  private:
+    /// In 64 bits, since the distance of two ints need not fit an int.
+    static std::int64_t midpoint(std::int64_t low, std::int64_t high) {
+        return low + (high - low) / 2;
     }
 };
 
