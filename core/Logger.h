@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <ctime>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -52,24 +53,19 @@ struct LogEntry {
     /// because the file's form escapes nothing.
     /// @param line consumed: what is left of it is the message
     void deserialize(std::string& line) {
-        int field = 0;
-        for (std::size_t bar = line.find('|'); bar != std::string::npos; bar = line.find('|')) {
-            switch (field) {
-            case 0:
-                _dateTime = line.substr(0, bar);
-                break;
-            case 1:
-                _appName = line.substr(0, bar);
-                break;
-            case 2:
-                _logLevel = line.substr(0, bar);
-                break;
-            default:
-                break;
+        std::string* const fields[] = {&_dateTime, &_appName, &_logLevel};
+        std::size_t field = 0;
+        std::size_t start = 0;
+        for (std::size_t bar = line.find('|'); bar != std::string::npos;
+             bar = line.find('|', start)) {
+            if (field < std::size(fields)) {
+                fields[field]->assign(line, start, bar - start);
             }
-            line.erase(0, bar + 1);
             ++field;
+            start = bar + 1;
         }
+        // In one go: a line may be long and hold little but bars.
+        line.erase(0, start);
         _message = line;
     }
 
