@@ -8,7 +8,8 @@
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-cache=$(realpath -m -- "${ZERITH_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/zerith-markers}")
+export PATH HOME=${HOME:-~} # also where the environment is empty
+cache=$(realpath -m -- "${ZERITH_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/zerith-markers}")
 
 fail() {
     echo "ensure-opencv: $*" >&2

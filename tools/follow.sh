@@ -1,0 +1,71 @@
+# shellcheck shell=bash
+# Shows what a running application does: each line that it adds to its event journal and each warning and
+# error that it adds to its log. It is sourced.
+
+alerts=0       # alerts that have started
+alert=false    # the alert is on
+lists=0        # lists of ids that were sent
+last_shown=""  # the log line shown last, without its time
+repeated=0     # how often it has come again since
+
+declare -A unfinished=() # file -> the start of a line that is not whole yet
+
+# follow_lines FD FILE HANDLER: hands every line that was completed since the last call to HANDLER.
+follow_lines() {
+    local fd=$1 file=$2 handler=$3 line
+    while IFS= read -r -u "$fd" line; do
+        "$handler" "${unfinished[$file]:-}$line"
+        unfinished[$file]=""
+    done
+    unfinished[$file]=${unfinished[$file]:-}$line
+}
+
+# 2026-01-31T12:00:00.123+01:00 -> 12:00:00.123; an event is shown as the journal words it otherwise.
+show_event() {
+    local line=$1 time=""
+    [[ $line =~ \"time\":\"[^\"T]*T([0-9:.]*) ]] && time=${BASH_REMATCH[1]}
+    if [[ $line =~ ZerithMarkersAlert\" && $line =~ \"active\":(true|false) ]]; then
+        if [ "${BASH_REMATCH[1]}" = true ]; then
+            alerts=$((alerts + 1))
+            alert=true
+            say "$time  ALERT starts"
+        elif $alert; then
+            alert=false
+            say "$time  alert stops"
+        else
+            say "$time  alert is off"
+        fi
+    elif [[ $line =~ ZerithMarkersData\" && $line =~ \"payload\":\"([^\"]*)\" ]]; then
+        lists=$((lists + 1))
+        if [ -n "${BASH_REMATCH[1]}" ]; then
+            say "$time  markers inside area 1: ${BASH_REMATCH[1]}"
+        else
+            say "$time  no marker inside area 1"
+        fi
+    else
+        say "$time  event $line"
+    fi
+}
+
+show_repetitions() {
+    [ "$repeated" = 0 ] || say "              (the same $repeated times more)"
+    repeated=0
+}
+
+# A log line is date|application|level|message. The log tells the events too, which the journal has
+# shown already, and the start and the end of the run.
+show_log_line() {
+    local line=$1 time level message
+    [[ $line =~ ^[0-9-]+\ ([0-9:]+)\|[^\|]*\|(warning|error)\|(.*)$ ]] || return 0
+    time=${BASH_REMATCH[1]} level=${BASH_REMATCH[2]} message=${BASH_REMATCH[3]}
+    case $message in
+    "" | "STARTING "* | "STOPPING "* | "sendEventStarted: "* | "sendEventStopped: "*) return 0 ;;
+    esac
+    if [ "$level$message" = "$last_shown" ]; then
+        repeated=$((repeated + 1))
+        return 0
+    fi
+    show_repetitions
+    last_shown=$level$message
+    say "$time      $level: $message"
+}
