@@ -50,17 +50,17 @@ stop_step() {
 
 # --- root -----------------------------------------------------------------------------------------
 
-# as_root PURPOSE COMMAND...: runs the command as root. PURPOSE completes "... needs root".
-as_root() {
-    local purpose=$1
-    shift
-    if [ "$(id -u)" = 0 ]; then
-        "$@"
-    elif command -v sudo >/dev/null && { sudo -n true 2>/dev/null || { [ -t 0 ] && sudo -v; }; }; then
-        sudo "$@"
-    else
-        fail "$purpose needs root: run this as root, or as a user whom sudo lets become root"
+# need_root PURPOSE: ends this script where it cannot become root. PURPOSE completes "... needs root".
+need_root() {
+    [ "$(id -u)" != 0 ] || return 0
+    if ! command -v sudo >/dev/null || ! { sudo -n true 2>/dev/null || { [ -t 0 ] && sudo -v; }; }; then
+        fail "$1 needs root: run this as root, or as a user whom sudo lets become root"
     fi
+}
+
+# as_root COMMAND...: after need_root.
+as_root() {
+    if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
 # --- packages -------------------------------------------------------------------------------------
@@ -84,13 +84,13 @@ install_packages() {
     missing=${missing% }
     [ -n "$missing" ] || return 0
     say "Installing Debian packages: $missing"
+    need_root "Installing Debian packages"
     log=$(mktemp)
     local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=300)
     # An index that cannot be refreshed may still serve: only a failed installation counts.
-    as_root "Installing Debian packages" "${apt[@]}" update >"$log" 2>&1 </dev/null || true
+    as_root "${apt[@]}" update >"$log" 2>&1 </dev/null || true
     # shellcheck disable=SC2086 # one word a package
-    if ! as_root "Installing Debian packages" "${apt[@]}" install --no-install-recommends $missing \
-        >>"$log" 2>&1 </dev/null; then
+    if ! as_root "${apt[@]}" install --no-install-recommends $missing >>"$log" 2>&1 </dev/null; then
         grep -E '^(E|W|Err):' "$log" | tail -n 10 >&2 || true
         fail "these Debian packages could not be installed: $missing. Check the network and apt's sources, or install them yourself (apt's words: $log)"
     fi

@@ -1,17 +1,12 @@
 # shellcheck shell=bash
-# The application's 39 parameters as ./run reads, sets and shows them. It is sourced. The host camera
-# keeps them in <state>/parameters.conf, one root.Zerith_markers.NAME=value a line.
+# The application's parameters as ./run sets and shows them. It is sourced.
 
-readonly parameter_prefix=root.Zerith_markers.
+mapfile -t parameter_names <"${root:?tools/lib.sh comes first}/package/parameters.txt"
+readonly parameter_names
 
-parameter_names=(DetectionOverlaysOn SelectedDetectionOverlay IsRequirePresent DisplayNonAOI EulaAccepted
-    SelectedDictionary
-    Detection{1,2,3}{0,1,2,3}{x,y}
-    MarkersSeconds
-    Markers{0,1,2,3}{x,y})
-
-# What ./run will write before the start (name -> value), and what is in force (name -> value).
-declare -A parameter_change=() parameter=()
+declare -gA parameter_change=() # what ./run will set before the start
+declare -gA parameter=()        # what is in force
+declare -gA camera=()           # what the host camera says of itself
 
 is_parameter() { # NAME
     local name
@@ -21,65 +16,42 @@ is_parameter() { # NAME
     return 1
 }
 
-# load_parameters FILE: fills `parameter`; what the file does not hold is "0", as from the factory.
-load_parameters() {
-    local line name
-    for name in "${parameter_names[@]}"; do parameter[$name]=0; done
-    [ -e "$1" ] || return 0
-    while IFS= read -r line || [ -n "$line" ]; do
-        [[ ${line,,} == "${parameter_prefix,,}"*=* ]] || continue
-        name=${line:${#parameter_prefix}}
-        name=${name%%=*}
-        is_parameter "$name" && parameter[$name]=${line#*=}
-    done <"$1"
+# analysis_size: "WIDTH HEIGHT" of the picture that the application will choose from what the host camera
+# offers, as `camera` tells it: the largest of the sensor's aspect class, turned as the camera is.
+analysis_size() {
+    awk -v resolutions="${camera[resolutions]}" -v aspect="${camera[aspect-ratio]}" \
+        -v rotation="${camera[rotation]}" 'BEGIN {
+        low["16:9"] = 1.7; high["16:9"] = 1.8
+        low["4:3"] = 1.2; high["4:3"] = 1.4
+        low["1:1"] = 0.9; high["1:1"] = 1.1
+        count = split(resolutions, item, ",")
+        for (i = 1; i <= count; ++i) {
+            split(item[i], size, "x")
+            ratio = size[1] / size[2]
+            if (ratio > low[aspect] && ratio < high[aspect] && size[1] * size[2] > width * height) {
+                width = size[1]; height = size[2]
+            }
+        }
+        if (rotation == 90 || rotation == 270) print height + 0, width + 0
+        else print width + 0, height + 0
+    }'
 }
 
-# store_parameters FILE: puts `parameter_change` into the file, which is replaced in one step; all other
-# lines stay as they are.
-store_parameters() {
-    local file=$1 new line name
-    declare -A left=()
-    for name in "${!parameter_change[@]}"; do left[$name]=1; done
-    new=$(mktemp "$file.XXXXXX") || return 1
-    {
-        if [ -e "$file" ]; then
-            while IFS= read -r line || [ -n "$line" ]; do
-                name=""
-                if [[ ${line,,} == "${parameter_prefix,,}"*=* ]]; then
-                    name=${line:${#parameter_prefix}}
-                    name=${name%%=*}
-                fi
-                if [ -z "$name" ] || ! [[ -v "parameter_change[$name]" ]]; then
-                    printf '%s\n' "$line"
-                elif [[ -v "left[$name]" ]]; then
-                    printf '%s%s=%s\n' "$parameter_prefix" "$name" "${parameter_change[$name]}"
-                    unset "left[$name]"
-                fi
-            done <"$file"
-        fi
-        for name in "${parameter_names[@]}"; do
-            [[ -v "left[$name]" ]] || continue
-            printf '%s%s=%s\n' "$parameter_prefix" "$name" "${parameter_change[$name]}"
-        done
-    } >"$new" && chmod 644 "$new" && sync "$new" && mv "$new" "$file" && return 0
-    rm -f "$new"
-    return 1
-}
-
-# demonstration WIDTH HEIGHT OVERLAY: the settings that ./run starts with in a fresh state. Area 1 is the
-# middle of the analysis picture, which has the given size in pixels.
+# demonstration: adds to the changes the settings that ./run starts with in a fresh state. Area 1 is the
+# middle of the analysis picture. What --set has asked for holds.
 demonstration() {
-    local left=$(($1 / 4)) right=$(($1 * 3 / 4)) top=$(($2 / 4)) bottom=$(($2 * 3 / 4))
+    local size width height left right top bottom name
+    size=$(analysis_size)
+    width=${size% *} height=${size#* }
+    left=$((width / 4)) right=$((width * 3 / 4)) top=$((height / 4)) bottom=$((height * 3 / 4))
     local -A settings=(
         [EulaAccepted]=true
         [IsRequirePresent]=true [MarkersSeconds]=3
         [SelectedDictionary]=5x5 [DisplayNonAOI]=true
-        [DetectionOverlaysOn]=true [SelectedDetectionOverlay]=$3
+        [DetectionOverlaysOn]=true [SelectedDetectionOverlay]=${camera[viewer]}
         [Detection10x]=$left [Detection10y]=$top [Detection11x]=$right [Detection11y]=$top
         [Detection12x]=$right [Detection12y]=$bottom [Detection13x]=$left [Detection13y]=$bottom)
-    local name
     for name in "${!settings[@]}"; do
-        # What --set has asked for holds.
         [[ -v "parameter_change[$name]" ]] || parameter_change[$name]=${settings[$name]}
     done
 }

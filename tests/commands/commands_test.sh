@@ -88,10 +88,11 @@ stand_in() {
 # shellcheck disable=SC2034 # the cases use it
 run=$root/run
 
-test_data() { # FILE: of the test pictures and videos beside the tree
-    local path=$root/../shared/testdata/$1
-    [ -e "$path" ] || skip "the test pictures are not there"
-    echo "$path"
+
+# test_data FILE: sets `data` to one of the test pictures and videos that may lie beside the tree.
+test_data() {
+    data=$root/../shared/testdata/$1
+    [ -e "$data" ] || skip "the test pictures are not there"
 }
 
 for file in "$root"/tests/commands/*_cases.sh; do

@@ -2,79 +2,48 @@
 # shellcheck disable=SC2154,SC2031 # root and run: commands_test.sh sets them
 # The shell libraries below tools/ on their own. commands_test.sh sources it.
 
-parameters_file_keeps_what_is_not_set() {
-    (
-        source "$root/tools/parameters.sh"
-        printf '%s\n' root.Other.X=1 root.Zerith_markers.MarkersSeconds=5 root.zerith_markers.EulaAccepted=0 \
-            root.Zerith_markers.SelectedDictionary=4x4 >file
-        parameter_change=([EulaAccepted]=true [Detection10x]=12)
-        store_parameters file
-        load_parameters file
-        [ "${parameter[MarkersSeconds]}" = 5 ]
-        [ "${parameter[EulaAccepted]}" = true ]
-        [ "${parameter[Detection10x]}" = 12 ]
-        [ "${parameter[Detection10y]}" = 0 ]
-        [ ${#parameter[@]} = 39 ]
-    )
-    has file root.Other.X=1
-    has file root.Zerith_markers.SelectedDictionary=4x4
-    [ "$(wc -l <file)" = 5 ]
-    [ "$(ls)" = file ]
-}
-
-parameters_keep_blanks_equal_signs_and_backslashes() {
-    (
-        source "$root/tools/parameters.sh"
-        # shellcheck disable=SC2016 # the dollar sign is meant
-        local text=' a=b\c "d" $e '
-        parameter_change=([SelectedDictionary]=$text)
-        store_parameters file
-        store_parameters file
-        load_parameters file
-        [ "${parameter[SelectedDictionary]}" = "$text" ]
-    )
-    [ "$(wc -l <file)" = 1 ]
+# The shell library, with a host camera that offers what the arguments say.
+with_camera() { # RESOLUTIONS ASPECT-RATIO ROTATION
+    source "$root/tools/parameters.sh"
+    camera=([resolutions]=$1 [aspect-ratio]=$2 [rotation]=$3 [viewer]=640x360)
 }
 
 demonstration_leaves_what_was_asked_for() {
-    source "$root/tools/parameters.sh"
+    with_camera 1920x1080,1280x720 16:9 90
     parameter_change=([MarkersSeconds]=9)
-    demonstration 1080 1920 640x360
+    demonstration
     [ "${parameter_change[MarkersSeconds]}" = 9 ]
+    [ "${parameter_change[EulaAccepted]}" = true ]
     [ "${parameter_change[SelectedDetectionOverlay]}" = 640x360 ]
-    [ "${parameter_change[Detection10x]},${parameter_change[Detection10y]}" = 270,480 ]
-    [ "${parameter_change[Detection12x]},${parameter_change[Detection12y]}" = 810,1440 ]
 }
 
-size_is() { # WIDTH HEIGHT KEY=VALUE...
-    local wanted="$1 $2"
-    shift 2
-    { echo "[camera]" && printf '%s\n' "$@"; } >config
-    [ "$(analysis_size config)" = "$wanted" ] && return 0
-    echo "$* gives $(analysis_size config), not $wanted"
+demonstration_takes_the_middle_of_the_picture() {
+    local corners
+    with_camera 1920x1080,1280x720 16:9 90
+    demonstration
+    corners=$(for corner in 0 1 2 3; do
+        printf '%s,%s ' "${parameter_change[Detection1${corner}x]}" "${parameter_change[Detection1${corner}y]}"
+    done)
+    [ "$corners" = "270,480 810,480 810,1440 270,1440 " ]
+}
+
+size_is() { # WIDTH HEIGHT RESOLUTIONS ASPECT-RATIO ROTATION
+    local wanted="$1 $2" found
+    found=$(with_camera "$3" "$4" "$5" && analysis_size)
+    [ "$found" = "$wanted" ] && return 0
+    echo "$3 $4 $5 gives $found, not $wanted"
     return 1
 }
 
 analysis_size_is_the_largest_of_the_sensors_class() {
-    source "$root/tools/hostcam-config.sh"
-    size_is 1920 1080
-    size_is 1920 1080 rotation=180
-    size_is 1080 1920 rotation=90
-    size_is 1080 1920 rotation=270
-    size_is 640 480 aspect-ratio=4:3 resolutions=1920x1080,640x480,320x240
-    size_is 1280 1024 aspect-ratio=4:3 "resolutions=640x480, 1280x1024"
-    size_is 720 720 aspect-ratio=1:1 resolutions=1920x1080,720x720
-    size_is 0 0 aspect-ratio=21:9
-}
-
-configuration_entries_hold_over_earlier_ones() {
-    source "$root/tools/hostcam-config.sh"
-    printf '%s\n' '[camera]' 'source=a' 'rotation = 90 ' '# source=b' '[state]' 'source=c' >config
-    [ "$(config_value config camera source scene)" = a ]
-    [ "$(config_value config camera rotation 0)" = 90 ]
-    [ "$(config_value config camera product HostCam)" = HostCam ]
-    config_entry camera source 'x y;\z' >>config
-    [ "$(config_value config camera source scene)" = 'x y;\z' ]
+    size_is 1920 1080 1280x720,1920x1080,640x360 16:9 0
+    size_is 1920 1080 1920x1080 16:9 180
+    size_is 1080 1920 1920x1080 16:9 90
+    size_is 1080 1920 1920x1080 16:9 270
+    size_is 640 480 1920x1080,640x480,320x240 4:3 0
+    size_is 1280 1024 640x480,1280x1024 4:3 0
+    size_is 720 720 1920x1080,720x720 1:1 0
+    size_is 0 0 1920x1080 21:9 0
 }
 
 test_results_are_counted_case_by_case() {
@@ -158,13 +127,11 @@ opencv_without_network_is_told() {
     [ "$(ls cache)" = opencv.lock ]
 }
 
-case_of "tools: the parameters file keeps what is not set" parameters_file_keeps_what_is_not_set
-case_of "tools: parameters keep blanks, equal signs and backslashes" \
-    parameters_keep_blanks_equal_signs_and_backslashes
 case_of "tools: the demonstration leaves what was asked for" demonstration_leaves_what_was_asked_for
+case_of "tools: the demonstration's area is the middle of the picture" \
+    demonstration_takes_the_middle_of_the_picture
 case_of "tools: the analysis size is the largest of the sensor's class" \
     analysis_size_is_the_largest_of_the_sensors_class
-case_of "tools: configuration entries hold over earlier ones" configuration_entries_hold_over_earlier_ones
 case_of "tools: test results are counted case by case" test_results_are_counted_case_by_case
 case_of "tools: failing output is shown without what passed" failing_output_is_shown_without_what_passed
 case_of "opencv: a folder that holds none is told" opencv_folder_that_holds_none_is_told
