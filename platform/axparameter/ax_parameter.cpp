@@ -144,21 +144,6 @@ void setError(GError** error, const Failure& failure) {
     g_set_error_literal(error, AX_PARAMETER_ERROR, failure.code, failure.text.c_str());
 }
 
-/// Trouble with files is also said aloud, once for each text in a row: an application that does not
-/// pass on the error's text leaves a person in the dark otherwise.
-void sayOnce(const std::string& text) {
-    struct Said {
-        std::mutex mutex;
-        std::string last;
-    };
-    static auto* const said = new Said;
-    const std::lock_guard lock(said->mutex);
-    if (said->last != text) {
-        said->last = text;
-        hostcam::warn(text);
-    }
-}
-
 /// Runs a call's body; what it throws becomes the error. @return whether it came to its end
 bool run(GError** error, const std::function<void()>& body) {
     try {
@@ -169,10 +154,10 @@ bool run(GError** error, const std::function<void()>& body) {
     } catch (const ParameterError& problem) {
         setError(error, {codeOf(problem.reason()), problem.what()});
     } catch (const FileError& problem) {
-        sayOnce(problem.what());
+        hostcam::warnUnlessRepeated(problem.what());
         setError(error, {codeOf(problem.step()), problem.what()});
     } catch (const hostcam::ConfigError& problem) {
-        sayOnce(problem.what());
+        hostcam::warnUnlessRepeated(problem.what());
         setError(error, {AX_PARAMETER_FILE_FORMAT_ERROR, problem.what()});
     } catch (const std::exception& problem) {
         setError(error, {AX_PARAMETER_PARAM_GET_ERROR, problem.what()});

@@ -24,6 +24,22 @@ void warn(const std::string& text) {
     g_log("hostcam", G_LOG_LEVEL_WARNING, "%s", text.c_str());
 }
 
+void warnUnlessRepeated(const std::string& text) {
+    struct Said {
+        std::mutex mutex;
+        std::string last; // guarded by mutex
+    };
+    static auto* const said = new Said;
+    {
+        const std::lock_guard lock(said->mutex);
+        if (said->last == text) {
+            return;
+        }
+        said->last = text;
+    }
+    warn(text);
+}
+
 void reportMisuse(const std::string& text) {
     {
         Misuses& known = all();

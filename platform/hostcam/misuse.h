@@ -15,6 +15,11 @@ namespace hostcam {
 /// Says something at warning level.
 void warn(const std::string& text);
 
+/// Says something at warning level, unless it is what was said like this last. For trouble that
+/// comes back with every call: an application that does not pass on an error's text leaves a person
+/// in the dark otherwise.
+void warnUnlessRepeated(const std::string& text);
+
 /// Says that the application has broken a rule of the platform, and remembers it.
 void reportMisuse(const std::string& text);
 
