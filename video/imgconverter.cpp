@@ -213,6 +213,8 @@ void convertU8yuvToFloat32RGB(unsigned width, unsigned height, std::uint8_t* inB
     });
 }
 
+// A plain loop: the library has a faster one, but the module keeps to three of its functions. From
+// 1280 x 720 to 640 x 480 it takes about a quarter of the whole conversion.
 void ARGBtoRAW(const std::uint8_t* srcARGB, std::uint8_t* dstRGB, unsigned w, unsigned h) {
     const std::uint8_t* const end = srcARGB + std::size_t{w} * h * kArgbPixelBytes;
     for (; srcARGB != end; srcARGB += kArgbPixelBytes, dstRGB += kRgbPixelBytes) {
