@@ -20,11 +20,13 @@ follow_lines() {
     unfinished[$file]=${unfinished[$file]:-}$line
 }
 
-# 2026-01-31T12:00:00.123+01:00 -> 12:00:00.123; an event is shown as the journal words it otherwise.
+# An alert, a list of ids or a declaration in words; anything else as it stands.
 show_event() {
     local line=$1 time=""
     [[ $line =~ \"time\":\"[^\"T]*T([0-9:.]*) ]] && time=${BASH_REMATCH[1]}
-    if [[ $line =~ ZerithMarkersAlert\" && $line =~ \"active\":(true|false) ]]; then
+    if [[ $line == *'"declared":true'* && $line =~ \"topic\":\"[^\"]*/([^\"/]*)\" ]]; then
+        say "$time  event declared: ${BASH_REMATCH[1]}"
+    elif [[ $line =~ ZerithMarkersAlert\" && $line =~ \"active\":(true|false) ]]; then
         if [ "${BASH_REMATCH[1]}" = true ]; then
             alerts=$((alerts + 1))
             alert=true

@@ -46,6 +46,70 @@ analysis_size_is_the_largest_of_the_sensors_class() {
     size_is 0 0 1920x1080 21:9 0
 }
 
+# What a file of events or of log lines is shown as, once it was read in two pieces.
+shown() { # FILE HANDLER
+    local fd size
+    size=$(wc -c <"$1")
+    : >growing
+    exec {fd}<growing
+    head -c $((size / 2)) "$1" >>growing
+    follow_lines "$fd" file "$2"
+    tail -c +$((size / 2 + 1)) "$1" >>growing
+    follow_lines "$fd" file "$2"
+    exec {fd}<&-
+    show_repetitions
+}
+
+events_are_told_in_words() {
+    say() { printf '%s\n' "$*"; }
+    source "$root/tools/follow.sh"
+    local topic=tnsaxis:CameraApplicationPlatform/ZerithMarkersApplication/
+    event() { # SECOND NAME REST
+        echo "{\"time\":\"2026-01-31T12:00:0$1.250+01:00\",\"topic\":\"$topic$2\",$3}"
+    }
+    {
+        event 0 ZerithMarkersAlert '"stateful":true,"declared":true,"data":{"active":false}'
+        event 1 ZerithMarkersData '"stateful":false,"data":{"payload":"3,7"}'
+        event 2 ZerithMarkersAlert '"stateful":true,"data":{"active":true}'
+        event 3 ZerithMarkersAlert '"stateful":true,"data":{"active":false}'
+        event 4 ZerithMarkersData '"stateful":false,"data":{"payload":""}'
+        echo '{"something":"else"}'
+    } >journal
+    shown journal show_event >told
+    cat >wanted <<'TEXT'
+12:00:00.250  event declared: ZerithMarkersAlert
+12:00:01.250  markers inside area 1: 3,7
+12:00:02.250  ALERT starts
+12:00:03.250  alert stops
+12:00:04.250  no marker inside area 1
+  event {"something":"else"}
+TEXT
+    diff wanted told
+}
+
+log_lines_are_told_once() {
+    say() { printf '%s\n' "$*"; }
+    source "$root/tools/follow.sh"
+    cat >log <<'TEXT'
+2026-01-31 12:00:00|zerith_markers|warning|STARTING zerith_markers
+2026-01-31 12:00:00|zerith_markers|info|main: something
+2026-01-31 12:00:01|zerith_markers|error|detect_markers: unable to getFrame
+2026-01-31 12:00:02|zerith_markers|error|detect_markers: unable to getFrame
+2026-01-31 12:00:03|zerith_markers|error|detect_markers: unable to getFrame
+2026-01-31 12:00:04|zerith_markers|warning|sendEventStarted: Starting event Zerith Markers Alert
+2026-01-31 12:00:05|zerith_markers|warning|init: odd | but told
+2026-01-31 12:00:06|zerith_markers|warning|STOPPING zerith_markers
+2026-01-31 12:00:06|zerith_markers|warning|
+TEXT
+    shown log show_log_line >told
+    cat >wanted <<'TEXT'
+12:00:01      error: detect_markers: unable to getFrame
+              (the same 2 times more)
+12:00:05      warning: init: odd | but told
+TEXT
+    diff wanted told
+}
+
 test_results_are_counted_case_by_case() {
     cat >results.xml <<'XML'
 <?xml version="1.0" encoding="UTF-8"?>
@@ -132,6 +196,8 @@ case_of "tools: the demonstration's area is the middle of the picture" \
     demonstration_takes_the_middle_of_the_picture
 case_of "tools: the analysis size is the largest of the sensor's class" \
     analysis_size_is_the_largest_of_the_sensors_class
+case_of "tools: events are told in words" events_are_told_in_words
+case_of "tools: repeated log lines are told once" log_lines_are_told_once
 case_of "tools: test results are counted case by case" test_results_are_counted_case_by_case
 case_of "tools: failing output is shown without what passed" failing_output_is_shown_without_what_passed
 case_of "opencv: a folder that holds none is told" opencv_folder_that_holds_none_is_told
