@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <filesystem>
 #include <system_error>
 #include <thread>
@@ -15,7 +14,6 @@ namespace hostcam {
 namespace {
 
 constexpr std::chrono::milliseconds kLockPause{5};
-constexpr int kLockTries = 1000;
 /// A file that somebody keeps writing to while it is read is taken as it is after this many tries.
 constexpr int kReadTries = 5;
 
@@ -110,12 +108,13 @@ FileError::FileError(Step step, const std::string& path, int reason)
 FileError::FileError(Step step, const std::string& path, const std::string& reason)
     : std::runtime_error(path + ": " + wordsOf(step) + ": " + reason), m_step(step) {}
 
-FileLock::FileLock(int fd, const std::string& path) : m_fd(fd) {
-    for (int tries = 0; flock(fd, LOCK_EX | LOCK_NB) != 0; ++tries) {
+FileLock::FileLock(int fd, const std::string& path, std::chrono::milliseconds patience)
+    : m_fd(fd) {
+    for (; flock(fd, LOCK_EX | LOCK_NB) != 0; patience -= kLockPause) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             throw FileError(FileError::Step::Lock, path, errno);
         }
-        if (tries == kLockTries) {
+        if (patience <= std::chrono::milliseconds::zero()) {
             throw FileError(FileError::Step::Lock, path, "another process keeps it locked");
         }
         std::this_thread::sleep_for(kLockPause);

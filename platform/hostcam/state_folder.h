@@ -6,6 +6,7 @@
 //
 // The folder is opened once; a later change of the working directory does not matter.
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -54,11 +55,15 @@ struct HeldFile {
 /// A lock between processes, held until it goes away.
 class FileLock {
   public:
-    /// Waits for the lock for at most five seconds.
+    static constexpr std::chrono::milliseconds kPatience{5000};
+
+    /// Waits for the lock.
     /// @param fd borrowed; stays open for as long as the lock
     /// @param path what an error calls it
+    /// @param patience how long to wait at most
     /// @throws FileError (Lock) when another process keeps it, or it cannot be had
-    FileLock(int fd, const std::string& path);
+    FileLock(int fd, const std::string& path,
+             std::chrono::milliseconds patience = kPatience);
     ~FileLock();
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
