@@ -1,0 +1,170 @@
+#include "platform/hostcam/live_source.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "platform/hostcam/gstreamer_reader.h"
+#include "platform/hostcam/misuse.h"
+#include "platform/hostcam/signals_blocked.h"
+
+namespace hostcam {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Clock = std::chrono::steady_clock;
+using Kind = SourceError::Kind;
+
+constexpr milliseconds kShortestPause{250};
+constexpr milliseconds kLongestPause{5000};
+constexpr seconds kFirstPicture{10}; ///< a stream may begin long before its first whole picture
+constexpr seconds kNextPicture{5};
+constexpr milliseconds kSlice{100};
+
+class LiveSource : public VideoSource {
+  public:
+    explicit LiveSource(const std::string& uri) : m_uri(uri), m_name(withoutCredentials(uri)) {
+        {
+            const SignalsBlocked blocked;
+            m_thread = std::thread([this] { run(); });
+        }
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_image || m_trouble; });
+        if (m_trouble) {
+            const SourceError trouble = *m_trouble;
+            lock.unlock();
+            stop();
+            throw trouble;
+        }
+    }
+
+    ~LiveSource() override { stop(); }
+
+    std::shared_ptr<const Image> imageAt(const FrameRequest& /*request*/) override {
+        const std::lock_guard lock(m_mutex);
+        if (m_trouble) {
+            throw SourceError(Kind::Interrupted, m_trouble->what());
+        }
+        return m_image;
+    }
+
+    bool awaitPictures(milliseconds timeout) override {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, timeout, [this] { return !m_trouble; });
+    }
+
+  private:
+    void stop() {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_stopping = true;
+        }
+        m_changed.notify_all();
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+    }
+
+    [[nodiscard]] bool stopping() {
+        const std::lock_guard lock(m_mutex);
+        return m_stopping;
+    }
+
+    void show(const DecodedPicture& picture) {
+        bool back = false;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_image = picture.image;
+            back = m_trouble.has_value();
+            m_trouble.reset();
+        }
+        m_changed.notify_all();
+        if (back) {
+            warn(m_name + ": pictures come again");
+        }
+    }
+
+    void lose(const SourceError& reason) {
+        bool news = false;
+        {
+            const std::lock_guard lock(m_mutex);
+            // The first failure of all is told to whoever opens the source.
+            news = m_image && (!m_trouble || std::string_view(m_trouble->what()) != reason.what());
+            m_trouble = reason;
+        }
+        m_changed.notify_all();
+        if (news) {
+            warn(std::string(reason.what()) + ": trying again");
+        }
+    }
+
+    /// Reads pictures until the source is lost or the camera closed. @return whether any came
+    bool readPictures() {
+        bool any = false;
+        try {
+            PictureReader reader(m_uri, m_name, PictureReader::Mode::Live);
+            Clock::time_point deadline = Clock::now() + kFirstPicture;
+            while (!stopping()) {
+                DecodedPicture picture;
+                const PictureReader::Step step = reader.read(kSlice, picture);
+                if (step == PictureReader::Step::Picture) {
+                    show(picture);
+                    any = true;
+                    deadline = Clock::now() + kNextPicture;
+                } else if (step == PictureReader::Step::End) {
+                    throw SourceError(Kind::Interrupted, m_name + ": the stream has ended");
+                } else if (Clock::now() >= deadline) {
+                    throw SourceError(Kind::Interrupted,
+                                      m_name + (any ? ": no picture for 5 seconds"
+                                                    : ": no picture within 10 seconds"));
+                }
+            }
+        } catch (const SourceError& reason) {
+            lose(reason);
+        } catch (const std::exception& reason) {
+            lose(SourceError(Kind::Interrupted, m_name + ": " + reason.what()));
+        }
+        return any;
+    }
+
+    void run() {
+        milliseconds pause = kShortestPause;
+        while (!stopping()) {
+            const bool any = readPictures();
+            pause = any ? kShortestPause : std::min(pause * 2, kLongestPause);
+            std::unique_lock lock(m_mutex);
+            m_changed.wait_for(lock, pause, [this] { return m_stopping; });
+        }
+    }
+
+    const std::string m_uri;
+    const std::string m_name;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::shared_ptr<const Image> m_image; // guarded by m_mutex; the newest
+    std::optional<SourceError> m_trouble; // guarded by m_mutex; why there are no pictures now
+    bool m_stopping = false;              // guarded by m_mutex
+    std::thread m_thread;
+};
+
+} // namespace
+
+std::unique_ptr<VideoSource> openLiveSource(const std::string& uri) {
+    return std::make_unique<LiveSource>(uri);
+}
+
+std::string withoutCredentials(const std::string& uri) {
+    const std::size_t scheme = uri.find("://");
+    if (scheme == std::string::npos) {
+        return uri;
+    }
+    const std::size_t host = scheme + 3;
+    const std::size_t path = uri.find('/', host);
+    const std::size_t at = uri.substr(0, path).rfind('@');
+    return at == std::string::npos || at < host ? uri : uri.substr(0, host) + uri.substr(at + 1);
+}
+
+} // namespace hostcam

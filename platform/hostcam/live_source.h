@@ -1,0 +1,22 @@
+#pragma once
+
+// A camera on the network (RTSP) or on a USB port as a video source. A thread of its own reads the
+// pictures; when the camera is lost it is looked for again, after a quarter of a second at first
+// and up to five seconds later on, and the reason is written to the log once per change.
+
+#include <memory>
+#include <string>
+
+#include "platform/hostcam/video_source.h"
+
+namespace hostcam {
+
+/// Opens a live source and waits until its first picture is there, ten seconds at most.
+/// @param uri rtsp, rtsps or v4l2; a user and password in it never appear in a text
+/// @throws SourceError
+[[nodiscard]] std::unique_ptr<VideoSource> openLiveSource(const std::string& uri);
+
+/// A URI as texts show it: without user and password.
+[[nodiscard]] std::string withoutCredentials(const std::string& uri);
+
+} // namespace hostcam
