@@ -167,8 +167,9 @@ class Logger {
     [[nodiscard]] static std::string timeToString(std::time_t time) {
         std::tm local{};
         char text[80] = "";
-        if (localtime_r(&time, &local) != nullptr) {
-            std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+        if (localtime_r(&time, &local) == nullptr ||
+            std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local) == 0) {
+            return "";
         }
         return text;
     }

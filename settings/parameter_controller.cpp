@@ -102,6 +102,9 @@ void parameter_controller::releaseHandle() {
     m_isReleased = true;
 }
 
+// The names come by value, as they are given; most are only looked at.
+// NOLINTBEGIN(performance-unnecessary-value-param)
+
 void parameter_controller::init_controller(std::string app_name) {
     bool isOpen = false;
     {
@@ -218,6 +221,8 @@ bool parameter_controller::get_boolean_parameter(std::string name) {
 std::string parameter_controller::get_string_parameter(std::string name) {
     return readOwn("get_string_parameter", name);
 }
+
+// NOLINTEND(performance-unnecessary-value-param)
 
 // ---- The settings record
 

@@ -11,6 +11,7 @@ namespace {
 std::mutex g_mutex;
 std::vector<std::string> g_calls; // guarded by g_mutex
 std::atomic<bool> g_givesNoValue{false};
+std::atomic<bool> g_skipsWrites{false};
 
 void record(const std::string& call) {
     const std::lock_guard lock(g_mutex);
@@ -48,6 +49,9 @@ gboolean ax_parameter_add(AXParameter* parameter, const gchar* name, const gchar
 
 gboolean ax_parameter_set(AXParameter* parameter, const gchar* name, const gchar* value,
                           gboolean do_sync, GError** error) {
+    if (g_skipsWrites) {
+        return TRUE;
+    }
     record(std::string("set ") + name + "=" + value + " " + std::to_string(do_sync));
     return real<decltype(ax_parameter_set)>(__func__)(parameter, name, value, do_sync, error);
 }
@@ -83,6 +87,10 @@ std::vector<std::string> parameterCalls(const std::string& word) {
 void forgetParameterCalls() {
     const std::lock_guard lock(g_mutex);
     g_calls.clear();
+}
+
+void skipWrites(bool skip) {
+    g_skipsWrites = skip;
 }
 
 void giveNoValueOnce() {

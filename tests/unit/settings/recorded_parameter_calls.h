@@ -19,6 +19,10 @@ namespace testing_support {
 
 void forgetParameterCalls();
 
+/// Has every ax_parameter_set() succeed without storing anything or being written down, for tests
+/// that save very often; or no longer.
+void skipWrites(bool skip);
+
 /// Has the next ax_parameter_get() succeed without giving a value, as no service should.
 void giveNoValueOnce();
 
