@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -76,6 +75,9 @@ std::vector<std::string> splitList(const std::string& text) {
     std::istringstream stream(text);
     for (std::string item; std::getline(stream, item, ',');) {
         items.push_back(trimmed(item));
+    }
+    if (text.ends_with(',')) {
+        items.emplace_back();
     }
     return items;
 }
@@ -231,9 +233,9 @@ std::string knownKeys(const std::string& group) {
 }
 
 void checkIdsFitDictionary(const Config& config, const std::string& name) {
-    static const std::map<std::string, int> sizes = {
-        {"4x4", 50}, {"5x5", 100}, {"6x6", 250}, {"7x7", 1000}};
-    const int size = sizes.at(config.sceneDictionary);
+    static const auto* const sizes =
+        new std::map<std::string, int>{{"4x4", 50}, {"5x5", 100}, {"6x6", 250}, {"7x7", 1000}};
+    const int size = sizes->at(config.sceneDictionary);
     for (const int id : config.sceneIds) {
         if (id >= size) {
             throw ConfigError(name + ": [scene] ids holds " + std::to_string(id) +
@@ -244,13 +246,17 @@ void checkIdsFitDictionary(const Config& config, const std::string& name) {
 }
 
 std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    if (!file || file.bad()) {
-        throw ConfigError(path + ": the host camera's configuration cannot be read");
+    gchar* content = nullptr;
+    gsize size = 0;
+    GError* raw = nullptr;
+    if (!g_file_get_contents(path.c_str(), &content, &size, &raw)) {
+        const Error error(raw);
+        throw ConfigError(path +
+                          ": the host camera's configuration cannot be read: " + error->message);
     }
-    return content.str();
+    const std::string text(content, size);
+    g_free(content);
+    return text;
 }
 
 struct Holder {
@@ -272,6 +278,9 @@ std::string toText(Size size) {
 Config parseConfig(std::string_view text, const std::string& name) {
     const KeyFile file(g_key_file_new());
     GError* raw = nullptr;
+    if (text.find('\0') != std::string_view::npos) {
+        throw ConfigError(name + ": not a key file: it holds a zero byte");
+    }
     if (!text.empty() &&
         !g_key_file_load_from_data(file.get(), text.data(), text.size(), G_KEY_FILE_NONE, &raw)) {
         const Error error(raw);

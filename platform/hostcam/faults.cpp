@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/hostcam/misuse.h"
+
 namespace hostcam {
 namespace {
 
@@ -26,8 +28,14 @@ struct Plans {
 
     Plans() {
         if (const char* text = std::getenv("HOSTCAM_FAULTS")) {
-            for (Fault& fault : parse(text)) {
-                plans.push_back({std::move(fault), 0});
+            try {
+                for (Fault& fault : parse(text)) {
+                    plans.push_back({std::move(fault), 0});
+                }
+            } catch (const std::invalid_argument& problem) {
+                // The platform call that asks first is a C function: nothing may be thrown out of
+                // it.
+                warn(std::string("HOSTCAM_FAULTS is ignored: ") + problem.what());
             }
         }
     }
@@ -56,6 +64,10 @@ void applyWord(Fault& fault, const std::string& word) {
     const std::string value = equals == std::string::npos ? "" : word.substr(equals + 1);
     if (key == "first") {
         fault.first = toNumber<unsigned>(word, value);
+        if (fault.first == 0) {
+            throw std::invalid_argument("calls are counted from 1, but a fault says \"" + word +
+                                        "\"");
+        }
     } else if (key == "count") {
         fault.count = value == "forever" ? Fault::kForever : toNumber<unsigned>(word, value);
     } else if (key == "code") {

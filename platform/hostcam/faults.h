@@ -5,10 +5,10 @@
 //
 // Every function of the four libraries asks for its faults by its own C name before it does
 // anything else. Faults come from addFault() or, for a whole program, from the environment variable
-// HOSTCAM_FAULTS, read at the first call of any platform function:
+// HOSTCAM_FAULTS, read at the first call of any platform function (one that is not understood is
+// ignored with a warning):
 //
-//     HOSTCAM_FAULTS='vdo_stream_get_buffer first=3 count=2 code=13; ax_parameter_set delay=5000
-//     pass'
+//     HOSTCAM_FAULTS='vdo_stream_get_buffer first=3 code=13; ax_parameter_set delay=5000 pass'
 //
 // All functions may be called from any thread.
 

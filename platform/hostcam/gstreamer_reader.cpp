@@ -28,6 +28,8 @@ constexpr nanoseconds kUsualDuration{40'000'000};
 constexpr const char* kAnyYuv = "video/x-raw,format=(string){NV12,I420}";
 constexpr const char* kStreamYuv = "video/x-raw,format=(string){NV12,I420},colorimetry=bt601";
 
+constexpr const char* kFullYuv = "video/x-raw,format=(string){NV12,I420},colorimetry=1:4:0:0";
+
 struct ObjectUnref {
     void operator()(gpointer object) const { gst_object_unref(object); }
 };
@@ -104,7 +106,9 @@ void linkVideo(GstElement* /*decoder*/, GstPad* pad, gpointer data) {
         return;
     }
     if (!GST_VIDEO_INFO_IS_YUV(&info)) {
-        const Caps wanted(gst_caps_from_string(kStreamYuv));
+        const bool fullGrey =
+            GST_VIDEO_INFO_IS_GRAY(&info) && info.colorimetry.range == GST_VIDEO_COLOR_RANGE_0_255;
+        const Caps wanted(gst_caps_from_string(fullGrey ? kFullYuv : kStreamYuv));
         g_object_set(chain.filter, "caps", wanted.get(), nullptr);
     }
     gst_pad_link(pad, sink.get());
@@ -125,7 +129,7 @@ void setUpSource(GstElement* /*decoder*/, GstElement* source, gpointer /*data*/)
     if (factory != nullptr && std::string_view(GST_OBJECT_NAME(factory)) == "rtspsrc") {
         // One connection carries everything: no ports to open, and a server's end shows at once.
         gst_util_set_object_arg(G_OBJECT(source), "protocols", "tcp");
-        g_object_set(source, "latency", 200U, "tcp-timeout", guint64{5'000'000}, nullptr);
+        g_object_set(source, "latency", 200U, "tcp-timeout", guint64{10'000'000}, nullptr);
     }
 }
 

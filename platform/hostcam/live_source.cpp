@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <thread>
 
 #include "platform/hostcam/gstreamer_reader.h"
@@ -14,19 +15,21 @@ namespace hostcam {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 using Kind = SourceError::Kind;
 
-constexpr milliseconds kShortestPause{250};
-constexpr milliseconds kLongestPause{5000};
-constexpr seconds kFirstPicture{10}; ///< a stream may begin long before its first whole picture
-constexpr seconds kNextPicture{5};
 constexpr milliseconds kSlice{100};
+
+std::string inSeconds(milliseconds time) {
+    std::ostringstream text;
+    text << std::chrono::duration<double>(time).count() << " seconds";
+    return text.str();
+}
 
 class LiveSource : public VideoSource {
   public:
-    explicit LiveSource(const std::string& uri) : m_uri(uri), m_name(withoutCredentials(uri)) {
+    LiveSource(const std::string& uri, const LiveTiming& timing)
+        : m_uri(uri), m_name(withoutCredentials(uri)), m_timing(timing) {
         {
             const SignalsBlocked blocked;
             m_thread = std::thread([this] { run(); });
@@ -73,32 +76,41 @@ class LiveSource : public VideoSource {
         return m_stopping;
     }
 
+    // Only the source's own thread changes what the two functions below look at first.
+
     void show(const DecodedPicture& picture) {
-        bool back = false;
+        if (lost()) {
+            warn(m_name + ": pictures come again");
+        }
         {
             const std::lock_guard lock(m_mutex);
             m_image = picture.image;
-            back = m_trouble.has_value();
             m_trouble.reset();
         }
         m_changed.notify_all();
-        if (back) {
-            warn(m_name + ": pictures come again");
-        }
     }
 
     void lose(const SourceError& reason) {
-        bool news = false;
+        if (isNews(reason)) {
+            warn(std::string(reason.what()) + ": trying again");
+        }
         {
             const std::lock_guard lock(m_mutex);
-            // The first failure of all is told to whoever opens the source.
-            news = m_image && (!m_trouble || std::string_view(m_trouble->what()) != reason.what());
             m_trouble = reason;
         }
         m_changed.notify_all();
-        if (news) {
-            warn(std::string(reason.what()) + ": trying again");
-        }
+    }
+
+    [[nodiscard]] bool lost() {
+        const std::lock_guard lock(m_mutex);
+        return m_trouble.has_value();
+    }
+
+    /// Whether the log does not know of a loss yet. The first failure of all is told to whoever
+    /// opens the source.
+    [[nodiscard]] bool isNews(const SourceError& reason) {
+        const std::lock_guard lock(m_mutex);
+        return m_image && (!m_trouble || std::string_view(m_trouble->what()) != reason.what());
     }
 
     /// Reads pictures until the source is lost or the camera closed. @return whether any came
@@ -106,20 +118,21 @@ class LiveSource : public VideoSource {
         bool any = false;
         try {
             PictureReader reader(m_uri, m_name, PictureReader::Mode::Live);
-            Clock::time_point deadline = Clock::now() + kFirstPicture;
+            Clock::time_point deadline = Clock::now() + m_timing.firstPicture;
             while (!stopping()) {
                 DecodedPicture picture;
                 const PictureReader::Step step = reader.read(kSlice, picture);
                 if (step == PictureReader::Step::Picture) {
                     show(picture);
                     any = true;
-                    deadline = Clock::now() + kNextPicture;
+                    deadline = Clock::now() + m_timing.nextPicture;
                 } else if (step == PictureReader::Step::End) {
                     throw SourceError(Kind::Interrupted, m_name + ": the stream has ended");
                 } else if (Clock::now() >= deadline) {
-                    throw SourceError(Kind::Interrupted,
-                                      m_name + (any ? ": no picture for 5 seconds"
-                                                    : ": no picture within 10 seconds"));
+                    throw SourceError(
+                        Kind::Interrupted,
+                        m_name + ": no picture for " +
+                            inSeconds(any ? m_timing.nextPicture : m_timing.firstPicture));
                 }
             }
         } catch (const SourceError& reason) {
@@ -131,10 +144,10 @@ class LiveSource : public VideoSource {
     }
 
     void run() {
-        milliseconds pause = kShortestPause;
+        milliseconds pause = m_timing.shortestPause;
         while (!stopping()) {
             const bool any = readPictures();
-            pause = any ? kShortestPause : std::min(pause * 2, kLongestPause);
+            pause = any ? m_timing.shortestPause : std::min(pause * 2, m_timing.longestPause);
             std::unique_lock lock(m_mutex);
             m_changed.wait_for(lock, pause, [this] { return m_stopping; });
         }
@@ -142,6 +155,7 @@ class LiveSource : public VideoSource {
 
     const std::string m_uri;
     const std::string m_name;
+    const LiveTiming m_timing;
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::shared_ptr<const Image> m_image; // guarded by m_mutex; the newest
@@ -152,8 +166,8 @@ class LiveSource : public VideoSource {
 
 } // namespace
 
-std::unique_ptr<VideoSource> openLiveSource(const std::string& uri) {
-    return std::make_unique<LiveSource>(uri);
+std::unique_ptr<VideoSource> openLiveSource(const std::string& uri, const LiveTiming& timing) {
+    return std::make_unique<LiveSource>(uri, timing);
 }
 
 std::string withoutCredentials(const std::string& uri) {

@@ -4,6 +4,7 @@
 // pictures; when the camera is lost it is looked for again, after a quarter of a second at first
 // and up to five seconds later on, and the reason is written to the log once per change.
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -11,10 +12,19 @@
 
 namespace hostcam {
 
-/// Opens a live source and waits until its first picture is there, ten seconds at most.
+/// How patient a live source is.
+struct LiveTiming {
+    std::chrono::milliseconds firstPicture{10'000}; ///< many begin long before their first picture
+    std::chrono::milliseconds nextPicture{5'000};   ///< after this long without one it is lost
+    std::chrono::milliseconds shortestPause{250};   ///< before it is looked for; doubled each time
+    std::chrono::milliseconds longestPause{5'000};
+};
+
+/// Opens a live source and waits until its first picture is there.
 /// @param uri rtsp, rtsps or v4l2; a user and password in it never appear in a text
 /// @throws SourceError
-[[nodiscard]] std::unique_ptr<VideoSource> openLiveSource(const std::string& uri);
+[[nodiscard]] std::unique_ptr<VideoSource> openLiveSource(const std::string& uri,
+                                                          const LiveTiming& timing = {});
 
 /// A URI as texts show it: without user and password.
 [[nodiscard]] std::string withoutCredentials(const std::string& uri);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 #include <libyuv.h>
 
@@ -50,6 +51,29 @@ Nv12Target centred(const Nv12Target& frame, Size size) {
     const std::size_t top = (frame.size.height - size.height) / 2 & ~std::size_t{1};
     return {size, frame.y + top * frame.yPitch + left, frame.yPitch,
             frame.uv + top / 2 * frame.uvPitch + left, frame.uvPitch};
+}
+
+/// Scales the U and V plane as two planes: libyuv's scaling of pairs darkens them by a level or
+/// two.
+void scaleUv(const Nv12View& from, const Nv12Target& to) {
+    const std::size_t width = half(from.size.width);
+    const std::size_t height = half(from.size.height);
+    const std::size_t toWidth = to.size.width / 2;
+    const std::size_t toHeight = to.size.height / 2;
+    std::vector<std::uint8_t> split(2 * width * height);
+    std::vector<std::uint8_t> scaled(2 * toWidth * toHeight);
+    std::uint8_t* const u = split.data();
+    std::uint8_t* const v = u + width * height;
+    std::uint8_t* const toU = scaled.data();
+    std::uint8_t* const toV = toU + toWidth * toHeight;
+    libyuv::SplitUVPlane(from.uv, toInt(from.uvPitch), u, toInt(width), v, toInt(width),
+                         toInt(width), toInt(height));
+    for (const auto& [plane, result] : {std::pair{u, toU}, {v, toV}}) {
+        libyuv::ScalePlane(plane, toInt(width), toInt(width), toInt(height), result, toInt(toWidth),
+                           toInt(toWidth), toInt(toHeight), libyuv::kFilterBox);
+    }
+    libyuv::MergeUVPlane(toU, toInt(toWidth), toV, toInt(toWidth), to.uv, toInt(to.uvPitch),
+                         toInt(toWidth), toInt(toHeight));
 }
 
 void turn(const Nv12View& from, int rotation, const Nv12Target& to,
@@ -150,10 +174,10 @@ void drawFitted(const Nv12View& picture, const Nv12Target& frame) {
         fillBlack(frame);
     }
     const Nv12Target part = centred(frame, size);
-    libyuv::NV12Scale(picture.y, toInt(picture.yPitch), picture.uv, toInt(picture.uvPitch),
-                      toInt(picture.size.width), toInt(picture.size.height), part.y,
-                      toInt(part.yPitch), part.uv, toInt(part.uvPitch), toInt(size.width),
-                      toInt(size.height), libyuv::kFilterBox);
+    libyuv::ScalePlane(picture.y, toInt(picture.yPitch), toInt(picture.size.width),
+                       toInt(picture.size.height), part.y, toInt(part.yPitch), toInt(size.width),
+                       toInt(size.height), libyuv::kFilterBox);
+    scaleUv(picture, part);
 }
 
 void drawTurned(const Nv12View& picture, int rotation, bool mirrored, const Nv12Target& turned,
