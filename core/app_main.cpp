@@ -1,12 +1,9 @@
 #include "core/app_main.h"
 
-#include <array>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
@@ -14,7 +11,6 @@
 #include <mutex>
 #include <utility>
 
-#include <poll.h>
 #include <pthread.h>
 #include <sys/sysinfo.h>
 #include <syslog.h>
@@ -28,6 +24,7 @@
 #include "core/Logger.h"
 #include "core/PackageConfig.h"
 #include "core/shared_state.h"
+#include "core/termination.h"
 #include "outputs/event_manager.h"
 #include "outputs/fastcgi_service.h"
 #include "outputs/overlay_manager.h"
@@ -89,95 +86,56 @@ constexpr int kStatusSlow = 600;
 /// How long the end of the program waits for a web request that is being answered.
 constexpr std::chrono::milliseconds kWebServicePatience{500};
 
-/// The main loop; null until start-up has made it. Written by start-up, read by the handler;
-/// shared.
-GMainLoop* gp_Loop = nullptr;
+/// The main loop; null until start-up has made it, and never released.
+constinit std::atomic<GMainLoop*> gp_Loop{nullptr};
 
 /// Set by the SIGTERM handler: the loop is to end, even if it was told so before it ran.
 constinit std::atomic<bool> g_isStopRequested{false};
 
-/// Whether the web-service thread still runs, for the end of the program.
+/// The program is ending: another SIGTERM changes nothing.
+constinit std::atomic<bool> g_isEnding{false};
+
+/// Whether the web-service thread that start-up has created still runs.
 class WebThread {
   public:
-    void began() {
+    void setRunning(bool isRunning) {
         const std::lock_guard lock(m_mutex);
-        ++m_running;
-    }
-
-    void ended() {
-        const std::lock_guard lock(m_mutex);
-        --m_running;
-        m_ended.notify_all();
+        m_isRunning = isRunning;
+        m_changed.notify_all();
     }
 
     /// @return whether it has ended
-    bool waitForEnd(std::chrono::milliseconds patience) {
+    [[nodiscard]] bool waitForEnd(std::chrono::steady_clock::time_point deadline) {
         std::unique_lock lock(m_mutex);
-        return m_ended.wait_for(lock, patience, [this] { return m_running <= 0; });
+        return m_changed.wait_until(lock, deadline, [this] { return !m_isRunning; });
     }
 
   private:
     std::mutex m_mutex;
-    std::condition_variable m_ended;
-    int m_running = 0; // guarded by m_mutex
+    std::condition_variable m_changed;
+    bool m_isRunning = false; // guarded by m_mutex
 };
 
-/// Never destroyed: the thread may outlive the end of main.
+/// Never destroyed: the thread may outlive main.
 WebThread& webThread() {
     static auto* const instance = new WebThread;
     return *instance;
 }
 
-// SIGTERM ---------------------------------------------------------------------------------------
+// The end --------------------------------------------------------------------------------------
 
-sigset_t terminationSignal() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    return set;
-}
-
-/// Keeps SIGTERM pending on this thread, and on the threads it creates, as long as it lives.
-class TerminationBlock {
-  public:
-    TerminationBlock() {
-        const sigset_t termination = terminationSignal();
-        pthread_sigmask(SIG_BLOCK, &termination, &m_before);
+/// Runs first at the end of the process, whether main has returned or the SIGTERM handler calls
+/// exit(): ends the web service, so that no request uses the process-wide objects while they are
+/// destroyed. When a request does not come to its end, they stay: the process ends at once, with
+/// the log ended as its destruction would.
+void endWebService(int status, void* /*argument*/) {
+    const auto deadline = std::chrono::steady_clock::now() + kWebServicePatience;
+    if (g_FastcgiService.stop(kWebServicePatience) && webThread().waitForEnd(deadline)) {
+        return;
     }
-    ~TerminationBlock() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    TerminationBlock(const TerminationBlock&) = delete;
-    TerminationBlock& operator=(const TerminationBlock&) = delete;
-
-  private:
-    sigset_t m_before{};
-};
-
-/// A point of start-up where a SIGTERM that has come is handled. The caller holds no lock.
-void allowTermination() {
-    const sigset_t termination = terminationSignal();
-    pthread_sigmask(SIG_UNBLOCK, &termination, nullptr);
-    pthread_sigmask(SIG_BLOCK, &termination, nullptr);
-}
-
-// GPollFD is made to be handed to poll().
-static_assert(sizeof(GPollFD) == sizeof(pollfd) && offsetof(GPollFD, fd) == offsetof(pollfd, fd) &&
-              offsetof(GPollFD, events) == offsetof(pollfd, events) &&
-              offsetof(GPollFD, revents) == offsetof(pollfd, revents));
-
-/// How the main loop waits for its next event: with SIGTERM open, and only here.
-gint waitOpenForTermination(GPollFD* descriptors, guint count, gint timeoutMilliseconds) {
-    if (g_isStopRequested) {
-        // The stop may have come before the loop ran; this one is sure to meet it running.
-        g_main_loop_quit(loadShared(gp_Loop));
-    }
-    sigset_t open;
-    pthread_sigmask(SIG_BLOCK, nullptr, &open);
-    sigdelset(&open, SIGTERM);
-    timespec timeout{};
-    timeout.tv_sec = timeoutMilliseconds / 1000;
-    timeout.tv_nsec = timeoutMilliseconds % 1000 * 1'000'000L;
-    return ppoll(reinterpret_cast<pollfd*>(descriptors), count,
-                 timeoutMilliseconds < 0 ? nullptr : &timeout, &open);
+    g_Logger.warning("STOPPING " + g_app_name);
+    g_Logger.warning("");
+    _exit(status);
 }
 
 // Start-up --------------------------------------------------------------------------------------
@@ -246,10 +204,11 @@ bool createFrameSource() {
 
 /// Starts the web-service thread, which is never joined. @return false when it cannot be created
 bool startWebService() {
-    webThread().began();
+    on_exit(endWebService, nullptr);
+    webThread().setRunning(true);
     pthread_t thread{};
     if (pthread_create(&thread, nullptr, webservices_thread_fcn, nullptr) != 0) {
-        webThread().ended();
+        webThread().setRunning(false);
         g_Logger.error("main: Failed to create thread");
         storeShared(g_StatusCode, kStatusFailure);
         return false;
@@ -257,27 +216,25 @@ bool startWebService() {
     return true;
 }
 
-/// Ends the web service, so that no request uses the process-wide objects while they are destroyed.
-/// @return false when a request does not come to its end
-bool endWebService() {
-    return g_FastcgiService.stop(kWebServicePatience) &&
-           webThread().waitForEnd(kWebServicePatience);
-}
-
-/// For an end of the program that a request holds up: the objects that it uses must stay.
-[[noreturn]] void endWithoutDestruction(int status) {
-    g_Logger.flush();
-    _exit(status);
+/// How the main loop waits for its next event: the only place of the loop where SIGTERM is let in.
+gint waitForEvents(GPollFD* descriptors, guint count, gint timeoutMilliseconds) {
+    if (g_isStopRequested) {
+        // The stop may have come before the loop ran; this one is sure to meet it running.
+        g_main_loop_quit(gp_Loop);
+    }
+    return pollOpenForTermination(descriptors, count, timeoutMilliseconds);
 }
 
 /// Runs the main loop until SIGTERM quits it.
 void runMainLoop() {
-    g_main_context_set_poll_func(g_main_context_default(), waitOpenForTermination);
-    storeShared(gp_Loop, g_main_loop_new(nullptr, FALSE));
+    GMainContext* const context = g_main_context_default();
+    const GPollFunc before = g_main_context_get_poll_func(context);
+    g_main_context_set_poll_func(context, waitForEvents);
+    gp_Loop = g_main_loop_new(nullptr, FALSE);
     storeShared(g_ThreadID,
                 g_timeout_add(static_cast<guint>(g_main_loop_time), thread_function, nullptr));
-    g_main_loop_run(loadShared(gp_Loop));
-    g_main_context_set_poll_func(g_main_context_default(), nullptr);
+    g_main_loop_run(gp_Loop);
+    g_main_context_set_poll_func(context, before);
 }
 
 /// Start-up, main loop and orderly end. @return main's result
@@ -312,12 +269,8 @@ int runApplication() {
     g_AreaofInterest.init();
     allowTermination();
     runMainLoop();
-    const bool webServiceEnded = endWebService();
     logMemoryUsage("Ending Zerith Markers");
     closelog();
-    if (!webServiceEnded) {
-        endWithoutDestruction(0);
-    }
     return 0;
 }
 
@@ -327,7 +280,9 @@ int runApplication() {
 void updateStatus() {
     if (5 * g_main_loop_time > loadShared(g_ExecutionTime)) {
         storeShared(g_StatusCode,
-                    g_EventManager->isEventStarted(kAlertName) ? kStatusAlert : kStatusRunning);
+                    g_EventManager != nullptr && g_EventManager->isEventStarted(kAlertName)
+                        ? kStatusAlert
+                        : kStatusRunning);
     } else {
         storeShared(g_StatusCode, kStatusSlow);
     }
@@ -341,49 +296,58 @@ bool isEulaAccepted() {
 } // namespace
 
 void init_signals() {
+    g_isStopRequested = false;
+    g_isEnding = false;
+
     struct sigaction ignore {};
     ignore.sa_handler = SIG_IGN;
     sigemptyset(&ignore.sa_mask);
     sigaddset(&ignore.sa_mask, SIGPIPE);
     ignore.sa_flags = 0;
-    sigaction(SIGPIPE, &ignore, nullptr);
 
     struct sigaction terminate {};
     terminate.sa_handler = handle_sigterm;
     sigemptyset(&terminate.sa_mask);
     terminate.sa_flags = 0;
-    sigaction(SIGTERM, &terminate, nullptr);
+
+    if (sigaction(SIGPIPE, &ignore, nullptr) != 0 || sigaction(SIGTERM, &terminate, nullptr) != 0) {
+        g_Logger.error("init_signals: Failed to set up the signals");
+    }
 }
 
 void handle_sigterm(int /*signal*/) {
-    // Not async-signal-safe by itself: see the head of the header for when it runs.
+    // This calls what a handler may not call anywhere: core/termination.h tells where it runs.
+    if (g_isEnding) {
+        return;
+    }
     const guint timer = loadShared(g_ThreadID);
     if (timer != 0) {
         g_source_remove(timer);
     }
     storeShared(g_ThreadID, 0U);
-    g_isStopRequested = true;
-    GMainLoop* const loop = loadShared(gp_Loop);
+    GMainLoop* const loop = gp_Loop;
     if (loop == nullptr) {
-        if (!endWebService()) {
-            endWithoutDestruction(1);
-        }
-        exit(1); // NOLINT(concurrency-mt-unsafe): the web-service thread has ended
+        g_isEnding = true;
+        exit(1); // NOLINT(concurrency-mt-unsafe): endWebService() ends the other thread first
     }
+    g_isStopRequested = true;
     g_main_loop_quit(loop);
 }
 
 void init_parameter_controller() {
     g_ParameterController.init_controller(g_app_name);
+    ConfigParams loaded{};
     try {
-        ConfigParams loaded = g_ParameterController.load_config();
-        const auto lock = lockConfigParams();
-        g_ConfigParams = std::move(loaded);
+        loaded = g_ParameterController.load_config();
     } catch (const std::exception& problem) {
         g_Logger.error(std::string("init_parameter_controller: Failed to load the settings. ") +
                        problem.what());
     }
-    parameter_io().store_points_into_AOI();
+    {
+        const auto lock = lockConfigParams();
+        g_ConfigParams = std::move(loaded);
+    }
+    parameter_io::store_points_into_AOI();
     const int rotation = g_ParameterController.get_rotation();
     if (rotation == 90 || rotation == 270) {
         g_IsPortrait = true;
@@ -443,8 +407,10 @@ void* webservices_thread_fcn(void* /*argument*/) {
         }
     } catch (const std::exception& problem) {
         g_Logger.error(std::string("webservices_thread_fcn: ") + problem.what());
+    } catch (...) {
+        g_Logger.error("webservices_thread_fcn: Unknown exception");
     }
-    webThread().ended();
+    webThread().setRunning(false);
     return nullptr;
 }
 
@@ -453,6 +419,8 @@ gboolean thread_function(gpointer /*data*/) {
         do_one_analysis();
     } catch (const std::exception& problem) {
         g_Logger.error(std::string("thread_function: ") + problem.what());
+    } catch (...) {
+        g_Logger.error("thread_function: Unknown exception");
     }
     return TRUE;
 }
@@ -501,14 +469,16 @@ int main();
 
 int main() {
     const TerminationBlock termination;
+    int result = -1;
     try {
-        return runApplication();
+        result = runApplication();
     } catch (const std::exception& problem) {
         g_Logger.error(std::string("main: ") + problem.what());
         storeShared(g_StatusCode, kStatusFailure);
-        if (!endWebService()) {
-            endWithoutDestruction(-1);
-        }
-        return -1;
+    } catch (...) {
+        g_Logger.error("main: Unknown exception");
+        storeShared(g_StatusCode, kStatusFailure);
     }
+    g_isEnding = true;
+    return result;
 }
