@@ -1,6 +1,7 @@
 #include "tests/unit/outputs/axevent_stand_in.h"
 
 #include <cstdarg>
+#include <mutex>
 #include <set>
 
 #include <axsdk/axevent.h>
@@ -30,9 +31,11 @@ struct State {
 };
 
 State s_state;
+std::mutex s_mutex; // guards s_state where several threads may call
 
 /// Writes a call down. @return whether it succeeds
 bool called(const char* function, const std::string& arguments = "") {
+    const std::lock_guard lock(s_mutex);
     s_state.calls.push_back(arguments.empty() ? function : function + (" " + arguments));
     return s_state.failing.count(function) == 0;
 }
@@ -42,12 +45,14 @@ T* created(bool succeeds) {
     if (!succeeds) {
         return nullptr;
     }
+    const std::lock_guard lock(s_mutex);
     ++s_state.live;
     return new T;
 }
 
 template <typename T>
 void released(T* object) {
+    const std::lock_guard lock(s_mutex);
     --s_state.live;
     delete object;
 }
@@ -147,6 +152,7 @@ AXEvent* ax_event_new2(AXEventKeyValueSet* key_value_set, GDateTime* time_stamp)
     auto* const event = created<AXEvent>(called("ax_event_new2"));
     if (event != nullptr) {
         event->content = key_value_set->content;
+        const std::lock_guard lock(s_mutex);
         s_state.timeStamps.push_back(g_date_time_to_unix(time_stamp) * 1000000LL +
                                      g_date_time_get_microsecond(time_stamp));
     }

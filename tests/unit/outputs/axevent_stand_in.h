@@ -2,7 +2,8 @@
 
 // Stands in for the event system at link time: the functions that EventManager calls and no others.
 // It writes down every call with its arguments, fails the calls it is told to, and counts what was
-// handed out and not released.
+// handed out and not released. Its calls may come from several threads; what the test asks may not
+// overlap with them.
 
 #include <string>
 #include <vector>

@@ -1,0 +1,340 @@
+// The web service on the real FastCGI library and its real socket: what comes over the wire, peers
+// that behave badly, and the end of the service.
+
+#include <atomic>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "outputs/fastcgi_service.h"
+#include "tests/support/log_lines.h"
+#include "tests/unit/outputs/fcgi_client.h"
+#include "tests/unit/outputs/private_package_folder.h"
+#include "tests/unit/outputs/web_service_modules.h"
+
+namespace {
+
+/// Time-outs of sockets are divided by this, so that no test waits for a whole one.
+std::atomic<int> s_timeoutDivisor = 1;
+std::atomic<int> s_timeoutsSet = 0;
+
+} // namespace
+
+/// Stands in for the system's: the same, with the time-outs divided.
+int setsockopt(int fd, int level, int optname, const void* optval, socklen_t optlen) noexcept {
+    timeval shorter{};
+    if (level == SOL_SOCKET && (optname == SO_RCVTIMEO || optname == SO_SNDTIMEO)) {
+        const auto* const given = static_cast<const timeval*>(optval);
+        const long microseconds =
+            (given->tv_sec * 1000000L + given->tv_usec) / s_timeoutDivisor.load();
+        shorter = {microseconds / 1000000L, microseconds % 1000000L};
+        optval = &shorter;
+        ++s_timeoutsSet;
+    }
+    return static_cast<int>(syscall(SYS_setsockopt, fd, level, optname, optval, optlen));
+}
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing_support::logLines;
+using Parameters = std::map<std::string, std::string>;
+
+const std::string kPath = PrivatePackageFolder::kHtml / "zerith_markers_fcgi.socket";
+const std::string kStatusAnswer = "Status: 200 OK\r\nContent-Type: text/plain\r\n\r\n200";
+
+class FastcgiSocketTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() { s_obstacle = PrivatePackageFolder::make(); }
+
+    void SetUp() override {
+        if (!s_obstacle.empty()) {
+            GTEST_SKIP() << "The package folder cannot be made here: " << s_obstacle;
+        }
+        s_timeoutDivisor = 1;
+        web_service_modules::reset();
+        ASSERT_EQ(m_service.init(), 0);
+        m_thread = std::thread([this] { m_runResult = m_service.run(); });
+    }
+
+    void TearDown() override {
+        if (m_thread.joinable()) {
+            EXPECT_TRUE(m_service.stop(seconds(20)));
+            m_thread.join();
+            EXPECT_EQ(m_runResult, 0);
+        }
+    }
+
+    static Parameters get(const std::string& action) {
+        return {{"REQUEST_URI", "/x?action=" + action}, {"REQUEST_METHOD", "GET"}};
+    }
+
+    static Parameters post(const std::string& action, std::size_t length) {
+        return {{"REQUEST_URI", "/x?action=" + action},
+                {"REQUEST_METHOD", "POST"},
+                {"CONTENT_LENGTH", std::to_string(length)}};
+    }
+
+    static void expectService() {
+        EXPECT_EQ(FcgiClient::ask(kPath, get("get_status_code")), kStatusAnswer);
+    }
+
+    static web_service_modules::World& modules() { return web_service_modules::world(); }
+
+    static inline std::string s_obstacle;
+    fastcgi_service m_service;
+    std::thread m_thread;
+    int m_runResult = -1;
+};
+
+// Over the wire.
+
+TEST_F(FastcgiSocketTest, EveryUserMayConnect) {
+    struct stat status {};
+    ASSERT_EQ(stat(kPath.c_str(), &status), 0);
+
+    EXPECT_EQ(status.st_mode & 07777U, 0777U);
+    EXPECT_TRUE(S_ISSOCK(status.st_mode));
+}
+
+TEST_F(FastcgiSocketTest, AnActionIsAnsweredByteForByte) {
+    expectService();
+    EXPECT_EQ(FcgiClient::ask(kPath, get("nonsense")),
+              "Status: 200 OK\r\nStatus: 400 Bad Request\r\n\r\nInvalid action");
+    EXPECT_EQ(FcgiClient::ask(kPath, get("get_status_code&action=get_is_portrait")),
+              kStatusAnswer + "Status: 200 OK\r\nContent-Type: text/plain\r\n\r\n0");
+}
+
+TEST_F(FastcgiSocketTest, ABareTextIsAllThatAnswersARequestOfNoSense) {
+    EXPECT_EQ(FcgiClient::ask(kPath, {{"REQUEST_URI", "http://[::1"}, {"REQUEST_METHOD", "GET"}}),
+              "Failed to parse URI");
+    EXPECT_EQ(FcgiClient::ask(kPath, {{"REQUEST_URI", "/x"}, {"REQUEST_METHOD", "GET"}}),
+              "Failed to parse query");
+    EXPECT_EQ(FcgiClient::ask(
+                  kPath, {{"REQUEST_URI", "/x?action=get_status_code"}, {"REQUEST_METHOD", "PUT"}}),
+              "Only GET and POST supported. Method PUT not supported");
+    EXPECT_EQ(FcgiClient::ask(kPath, {{"REQUEST_URI", "/x?a=b"}, {"REQUEST_METHOD", "GET"}}), "");
+    EXPECT_EQ(FcgiClient::ask(kPath, {}), "Failed to parse URI");
+}
+
+TEST_F(FastcgiSocketTest, AnAnswerOfTwoMebibytesArrivesWhole) {
+    std::string document(2097152, '\0');
+    for (std::size_t i = 0; i < document.size(); ++i) {
+        document[i] = static_cast<char>('!' + i % 90);
+    }
+    modules().parameters = [&] { return document; };
+
+    EXPECT_EQ(FcgiClient::ask(kPath, get("get_all_parameters")),
+              "Status: 200 OK\r\nContent-Type: text/xml\r\n\r\n" + document);
+}
+
+TEST_F(FastcgiSocketTest, ABodyOfOneMebibyteArrivesWhole) {
+    const std::string body(1048576, 'x');
+
+    EXPECT_EQ(FcgiClient::ask(kPath, post("set_post_parameters", body.size()), body),
+              "Status: 200 OK\r\n\r\n");
+
+    EXPECT_TRUE(modules().bodies == std::vector<std::string>{body});
+}
+
+TEST_F(FastcgiSocketTest, ALongerBodyIsABadRequestAndTheNextOneIsServed) {
+    const std::string body(1048577, 'x');
+    EXPECT_EQ(FcgiClient::ask(kPath, post("set_post_parameters", 1048577), "short"),
+              "Status: 400 Bad Request\r\n\r\n");
+    // The service answers and hangs up before all of this is sent.
+    static_cast<void>(FcgiClient::ask(kPath, post("set_post_parameters", body.size()), body));
+
+    expectService();
+}
+
+TEST_F(FastcgiSocketTest, ABodyThatEndsEarlyIsFilledUp) {
+    EXPECT_EQ(FcgiClient::ask(kPath, post("set_post_parameters", 6), "abc"),
+              "Status: 200 OK\r\n\r\n");
+
+    EXPECT_EQ(modules().bodies, std::vector<std::string>{"abc\xff\xff\xff"});
+}
+
+TEST_F(FastcgiSocketTest, TheSecondPostActionOfARequestFindsTheBodyAlreadyRead) {
+    EXPECT_EQ(
+        FcgiClient::ask(kPath, post("set_post_parameters&action=set_post_parameters", 3), "abc"),
+        "Status: 200 OK\r\n\r\nStatus: 200 OK\r\n\r\n");
+
+    EXPECT_EQ(modules().bodies, (std::vector<std::string>{"abc", "\xff\xff\xff"}));
+}
+
+TEST_F(FastcgiSocketTest, AnExceptionIsLoggedAndTheNextRequestIsServed) {
+    modules().parameters = []() -> std::string { throw std::runtime_error("broken"); };
+
+    EXPECT_EQ(FcgiClient::ask(kPath, get("get_all_parameters")), "Status: 200 OK\r\n");
+    expectService();
+
+    EXPECT_THAT(logLines(), testing::Contains("error|run: Request failed: broken"));
+}
+
+// Bad peers.
+
+TEST_F(FastcgiSocketTest, APeerThatVanishesAtAnyPointDoesNotEndTheService) {
+    { const FcgiClient client(kPath); }
+    {
+        const FcgiClient client(kPath);
+        EXPECT_TRUE(client.raw("\x01"));
+    }
+    {
+        const FcgiClient client(kPath);
+        EXPECT_TRUE(client.begin());
+    }
+    {
+        const FcgiClient client(kPath);
+        EXPECT_TRUE(client.begin() && client.parameters(get("get_status_code")));
+    }
+    {
+        const FcgiClient client(kPath);
+        EXPECT_TRUE(client.begin() && client.parameters(post("set_post_parameters", 1000)) &&
+                    client.endOfParameters() && client.input("only this"));
+    }
+    {
+        const FcgiClient client(kPath);
+        EXPECT_TRUE(client.begin() && client.parameters(get("get_status_code")) &&
+                    client.endOfParameters() && client.endOfInput());
+    }
+    expectService();
+}
+
+TEST_F(FastcgiSocketTest, APeerThatVanishesWhileItIsAnsweredDoesNotEndTheService) {
+    modules().parameters = [] { return std::string(4194304, 'x'); };
+    {
+        const FcgiClient client(kPath);
+        EXPECT_TRUE(client.begin() && client.parameters(get("get_all_parameters")) &&
+                    client.endOfParameters() && client.endOfInput());
+    }
+    expectService();
+}
+
+TEST_F(FastcgiSocketTest, BytesThatAreNoFastcgiDoNotEndTheService) {
+    for (const std::string& bytes : {std::string("GET / HTTP/1.1\r\n\r\n"),
+                                     std::string(1000, '\xff'), std::string(1000, '\0')}) {
+        const FcgiClient client(kPath);
+        EXPECT_TRUE(client.raw(bytes));
+    }
+    expectService();
+}
+
+TEST_F(FastcgiSocketTest, APeerThatSaysNothingDoesNotHoldUpTheNext) {
+    const FcgiClient silent(kPath);
+
+    expectService();
+}
+
+TEST_F(FastcgiSocketTest, APeerThatStopsInTheMiddleOfItsBodyIsGivenUp) {
+    s_timeoutDivisor = 100;
+    const FcgiClient stalled(kPath);
+    ASSERT_TRUE(stalled.begin() && stalled.parameters(post("set_post_parameters", 5)) &&
+                stalled.endOfParameters() && stalled.input("abc"));
+
+    expectService();
+
+    EXPECT_EQ(modules().bodies, std::vector<std::string>{"abc\xff\xff"});
+}
+
+TEST_F(FastcgiSocketTest, APeerThatDoesNotReadItsAnswerIsGivenUp) {
+    s_timeoutDivisor = 100;
+    modules().parameters = [] { return std::string(8388608, 'x'); };
+    const FcgiClient stalled(kPath);
+    ASSERT_TRUE(stalled.begin() && stalled.parameters(get("get_all_parameters")) &&
+                stalled.endOfParameters() && stalled.endOfInput());
+
+    expectService();
+}
+
+TEST_F(FastcgiSocketTest, EveryConnectionGetsItsTimeOuts) {
+    const int before = s_timeoutsSet;
+    expectService();
+    EXPECT_EQ(s_timeoutsSet - before, 2);
+}
+
+TEST_F(FastcgiSocketTest, TenThousandConnectionsInARowAreAllAnswered) {
+    int wrong = 0;
+    for (int i = 0; i < 10000; ++i) {
+        wrong += FcgiClient::ask(kPath, get("get_status_code")) == kStatusAnswer ? 0 : 1;
+    }
+    EXPECT_EQ(wrong, 0);
+}
+
+// The end.
+
+TEST_F(FastcgiSocketTest, StoppingAnIdleServiceEndsRunAtOnce) {
+    expectService();
+
+    EXPECT_TRUE(m_service.stop(seconds(20)));
+    m_thread.join();
+
+    EXPECT_EQ(m_runResult, 0);
+    EXPECT_THROW(FcgiClient client(kPath), std::runtime_error);
+}
+
+TEST_F(FastcgiSocketTest, StoppingWaitsForTheRequestInProgressAndItIsAnswered) {
+    std::promise<void> begun;
+    std::promise<void> allowed;
+    modules().parameters = [&] {
+        begun.set_value();
+        allowed.get_future().wait();
+        return std::string("done");
+    };
+    auto answer = std::async(std::launch::async,
+                             [] { return FcgiClient::ask(kPath, get("get_all_parameters")); });
+    begun.get_future().wait();
+
+    EXPECT_FALSE(m_service.stop(milliseconds(1)));
+    allowed.set_value();
+    EXPECT_TRUE(m_service.stop(seconds(20)));
+    m_thread.join();
+
+    EXPECT_EQ(answer.get(), "Status: 200 OK\r\nContent-Type: text/xml\r\n\r\ndone");
+    EXPECT_EQ(m_runResult, 0);
+}
+
+TEST_F(FastcgiSocketTest, StoppingTwiceIsHarmless) {
+    EXPECT_TRUE(m_service.stop(seconds(20)));
+    EXPECT_TRUE(m_service.stop(milliseconds(0)));
+}
+
+// Set-up.
+
+TEST_F(FastcgiSocketTest, ASocketThatAnEarlierRunLeftIsReplaced) {
+    EXPECT_TRUE(m_service.stop(seconds(20)));
+    m_thread.join();
+    ASSERT_TRUE(std::filesystem::exists(kPath));
+
+    fastcgi_service next;
+    ASSERT_EQ(next.init(), 0);
+    std::thread thread([&next] { EXPECT_EQ(next.run(), 0); });
+    expectService();
+    EXPECT_TRUE(next.stop(seconds(20)));
+    thread.join();
+}
+
+TEST_F(FastcgiSocketTest, AMissingFolderFailsInit) {
+    std::filesystem::rename(PrivatePackageFolder::kHtml,
+                            PrivatePackageFolder::kHtml.string() + "-away");
+    testing_support::forgetLog();
+
+    fastcgi_service other;
+    EXPECT_EQ(other.init(), 1);
+
+    std::filesystem::rename(PrivatePackageFolder::kHtml.string() + "-away",
+                            PrivatePackageFolder::kHtml);
+    EXPECT_THAT(logLines(), testing::Contains("error|init: FCGX_OpenSocket failed: " + kPath));
+    expectService();
+}
+
+} // namespace
