@@ -49,6 +49,28 @@ area_of_interest::area_of_interest() {
     g_Logger.info("area_of_interest: constructor invoked");
 }
 
+area_of_interest::area_of_interest(const area_of_interest& other) {
+    const std::lock_guard lock(other.m_mutex);
+    copyFrom_unlocked(other);
+}
+
+area_of_interest& area_of_interest::operator=(const area_of_interest& other) {
+    if (this != &other) {
+        const std::scoped_lock lock(m_mutex, other.m_mutex);
+        copyFrom_unlocked(other);
+    }
+    return *this;
+}
+
+void area_of_interest::copyFrom_unlocked(const area_of_interest& other) {
+    m_Detection1 = other.m_Detection1;
+    m_Detection2 = other.m_Detection2;
+    m_Detection3 = other.m_Detection3;
+    m_Detection1Active = other.m_Detection1Active;
+    m_Detection2Active = other.m_Detection2Active;
+    m_Detection3Active = other.m_Detection3Active;
+}
+
 void area_of_interest::init() {}
 
 area_of_interest::PolygonMember area_of_interest::polygonMember(int n) {

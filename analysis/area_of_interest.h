@@ -18,6 +18,11 @@ class area_of_interest {
     /// Three empty areas, of which the first is active. Logs "constructor invoked".
     area_of_interest();
 
+    /// Copies the three areas and their flags. Each object keeps a lock of its own.
+    area_of_interest(const area_of_interest& other);
+    area_of_interest& operator=(const area_of_interest& other);
+    ~area_of_interest() = default;
+
     /// The reset hook of start-up: there is nothing to reset.
     void init();
 
@@ -51,6 +56,8 @@ class area_of_interest {
   private:
     using PolygonMember = t_Polygon area_of_interest::*;
     using FlagMember = bool area_of_interest::*;
+
+    void copyFrom_unlocked(const area_of_interest& other);
 
     /// The member of an area; null for a number other than 1 to 3.
     static PolygonMember polygonMember(int n);

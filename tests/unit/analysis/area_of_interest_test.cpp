@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <thread>
 
@@ -69,6 +70,26 @@ TEST(AreaOfInterest, HandsOutCopies) {
     t_Polygon copy = areas.get_detection(1);
     copy.clear();
     EXPECT_EQ(areas.get_detection(1), kSquare);
+}
+
+TEST(AreaOfInterest, IsCopiedWithAllAreasAndFlags) {
+    area_of_interest areas;
+    for (int n = 1; n <= 3; ++n) {
+        areas.set_detection(n, {{static_cast<float>(n), 7}});
+        areas.set_detection_active(n, n != 1);
+    }
+    const area_of_interest copy(areas);
+    area_of_interest assigned;
+    assigned = areas;
+    areas.set_detection(2, {});
+    for (const area_of_interest& same : {std::cref(copy), std::cref(assigned)}) {
+        for (int n = 1; n <= 3; ++n) {
+            EXPECT_THAT(same.get_detection(n), ElementsAre(cv::Point2f(static_cast<float>(n), 7)));
+            EXPECT_EQ(same.get_detection_active(n), n != 1);
+        }
+    }
+    assigned = *&assigned;
+    EXPECT_FALSE(assigned.get_detection(3).empty());
 }
 
 TEST(AreaOfInterest, RefusesNumbersOtherThanOneToThree) {

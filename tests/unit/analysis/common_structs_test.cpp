@@ -79,9 +79,10 @@ TEST(Centroid, CountsAnyNumberOfCorners) {
 }
 
 TEST(Centroid, IsDefinedForCornersBeyondAnyPicture) {
+    constexpr int kMiddleX = 100000 + (kMaxInt - 100000) / 2;
+    constexpr int kMiddleY = kMinInt / 2;
     EXPECT_EQ(markerWith({{kHuge, -kHuge}}).get_centroid(),
-              cv::Point2f(static_cast<float>(100000 + (kMaxInt - 100000) / 2),
-                          static_cast<float>(kMinInt / 2)));
+              cv::Point2f(static_cast<float>(kMiddleX), static_cast<float>(kMiddleY)));
     EXPECT_EQ(markerWith({{kInfinity, -kInfinity}, {-kInfinity, kInfinity}}).get_centroid(),
               cv::Point2f(-1, -1))
         << "half of the way from the smallest to the largest int";
