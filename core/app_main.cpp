@@ -399,11 +399,11 @@ void* webservices_thread_fcn(void* /*argument*/) {
     static std::atomic<int> starts{1};
     try {
         g_Logger.info("webservices_thread_fcn: " + std::to_string(starts++));
-        if (g_FastcgiService.init() != 0) {
+        if (g_FastcgiService.init() == 0) {
+            g_FastcgiService.run();
+        } else if (!g_isEnding) { // a service that is ended before it began refuses, as it should
             g_Logger.error("webservices_thread_fcn: Failed to init fastcgi service");
             storeShared(g_StatusCode, kStatusFailure);
-        } else {
-            g_FastcgiService.run();
         }
     } catch (const std::exception& problem) {
         g_Logger.error(std::string("webservices_thread_fcn: ") + problem.what());

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <utility>
 
 #include <syslog.h>
 
@@ -19,9 +20,19 @@ std::vector<std::string>& lines() {
     return *instance;
 }
 
+std::function<void(const std::string&)>& listener() {
+    static auto* const instance = new std::function<void(const std::string&)>;
+    return *instance;
+}
+
 void add(const std::string& line) {
-    const std::lock_guard lock(mutex());
-    lines().push_back(line);
+    {
+        const std::lock_guard lock(mutex());
+        lines().push_back(line);
+    }
+    if (listener()) {
+        listener()(line);
+    }
 }
 
 std::string formatted(const char* format, va_list arguments) {
@@ -68,6 +79,10 @@ std::vector<std::string> syslogLines() {
 void forgetSyslog() {
     const std::lock_guard lock(mutex());
     lines().clear();
+}
+
+void onSyslogLine(std::function<void(const std::string&)> function) {
+    listener() = std::move(function);
 }
 
 } // namespace testing_support

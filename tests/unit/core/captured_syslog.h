@@ -3,6 +3,7 @@
 // The system log of the test program: what the program sends to syslog is kept here instead. A
 // program that links captured_syslog.cpp has its own openlog(), syslog() and closelog().
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,5 +15,9 @@ namespace testing_support {
 [[nodiscard]] std::vector<std::string> syslogLines();
 
 void forgetSyslog();
+
+/// Has a function called with each line, in the thread that sends it and before syslog() returns;
+/// an empty function: no longer. Set it while no other thread logs.
+void onSyslogLine(std::function<void(const std::string&)> function);
 
 } // namespace testing_support

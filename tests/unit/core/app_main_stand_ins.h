@@ -1,0 +1,33 @@
+#pragma once
+
+// What stands between the start-up module and the system in its tests: the web service's library,
+// the creation of its thread, the machine's memory, and the installation of the analysis timer.
+
+#include <functional>
+
+namespace testing_support {
+
+/// How the web service's library behaves.
+enum class WebLibrary {
+    Works,       ///< waits for requests until its socket is shut down
+    CannotBegin, ///< its initialisation fails
+    Hangs,       ///< waits for ever, as a request does whose peer says no more
+    EndsAtOnce,  ///< the first wait for a request fails
+};
+void setWebLibrary(WebLibrary behaviour);
+
+/// Whether the web service has come so far as to wait for a request.
+[[nodiscard]] bool webServiceWaits();
+
+/// Has the creation of the web-service thread fail, and of no other.
+void failToCreateTheWebThread(bool fail);
+
+/// The machine's memory as the system tells it, in units of `unit` bytes; or a failure to tell.
+void setMemory(unsigned long total, unsigned long free, unsigned unit);
+void failToTellTheMemory();
+void tellTheRealMemory();
+
+/// Has a function called right after a GLib timer was installed; an empty one: no longer.
+void onTimerInstalled(std::function<void()> function);
+
+} // namespace testing_support
