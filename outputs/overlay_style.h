@@ -9,6 +9,11 @@
 #include "analysis/common_structs.h"
 #include "outputs/palette.h"
 
+/// Whether a stream's rotation in degrees exchanges its width and height for the viewer.
+inline bool isPortraitRotation(int rotation) {
+    return rotation == 90 || rotation == 270;
+}
+
 /// Sizes in stream pixels, from the shorter side of the stream.
 struct OverlaySizes {
     int lineWidth;

@@ -62,8 +62,9 @@ class FastcgiServiceTest : public testing::Test {
 
 // Set-up.
 
-TEST_F(FastcgiServiceTest, AFreshServiceHasNoSocket) {
+TEST_F(FastcgiServiceTest, AFreshServiceHasNoSocketAndNoConnectionThatItCouldClose) {
     EXPECT_EQ(m_service.m_sock, 0);
+    EXPECT_EQ(m_service.m_request.ipcFd, -1);
 }
 
 TEST_F(FastcgiServiceTest, InitOpensTheSocketForEveryUser) {
