@@ -15,6 +15,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <glib.h>
 
@@ -90,6 +91,7 @@ bool runLoopUntil(const std::function<bool()>& happened);
 void checkParameters(const Subject& subject, Report& report);
 void checkEvents(const Subject& subject, Report& report);
 void checkOverlays(const Subject& subject, Report& report);
+void checkVideo(const Subject& subject, Report& report);
 
 } // namespace platform_check
 

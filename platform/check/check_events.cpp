@@ -1,6 +1,7 @@
 // The event library against its contract. Declares two events of its own and undeclares them.
 
 #include <fstream>
+#include <string>
 #include <vector>
 
 #include <axsdk/axevent.h>

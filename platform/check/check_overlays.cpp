@@ -1,6 +1,7 @@
 // The overlay library against its contract. On a camera, open a stream in a browser first: without
 // a viewer nothing is drawn, and those checks are skipped.
 
+#include <string>
 #include <thread>
 #include <vector>
 

@@ -2,6 +2,8 @@
 // makes and removes.
 
 #include <fstream>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include <axsdk/axparameter.h>

@@ -1,9 +1,8 @@
 // platform_check: see check.h.
 
 #include <cstdio>
-#include <cstring>
-#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/check/check.h"
@@ -19,7 +18,7 @@ constexpr const char* kUsage =
     "  --app NAME   the application whose parameters may be used (default: zerith_markers)\n"
     "  --host DIR   the libraries are the host camera's and keep their state in DIR: check also what only\n"
     "               the host camera promises\n"
-    "  LIBRARY      parameters, events, overlays (default: all)\n";
+    "  LIBRARY      parameters, events, overlays, video (default: all)\n";
 
 using Check = void (*)(const Subject&, Report&);
 
@@ -28,6 +27,7 @@ const std::vector<std::pair<std::string, Check>>& libraries() {
         {"parameters", platform_check::checkParameters},
         {"events", platform_check::checkEvents},
         {"overlays", platform_check::checkOverlays},
+        {"video", platform_check::checkVideo},
     };
     return *all;
 }
