@@ -101,9 +101,19 @@ void ApplicationProcess::start() {
     }
     writeConfiguration();
     m_end.reset();
+    m_journalLinesBefore = journal().size();
     const std::string config = m_dir / "hostcam.conf";
     const std::filesystem::path output = m_dir / "output";
+    // The child begins with the mask that its parent has while it forks.
+    sigset_t termination;
+    sigset_t before;
+    sigemptyset(&termination);
+    sigaddset(&termination, SIGTERM);
+    pthread_sigmask(m_blockTermination ? SIG_BLOCK : SIG_UNBLOCK, &termination, &before);
     m_pid = fork();
+    if (m_pid != 0) {
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
     if (m_pid < 0) {
         throw std::runtime_error("fork failed");
     }
@@ -112,10 +122,6 @@ void ApplicationProcess::start() {
         for (const auto& [name, value] : m_environment) {
             setenv(name.c_str(), value.c_str(), 1);
         }
-        sigset_t termination;
-        sigemptyset(&termination);
-        sigaddset(&termination, SIGTERM);
-        sigprocmask(m_blockTermination ? SIG_BLOCK : SIG_UNBLOCK, &termination, nullptr);
         redirect(output, STDOUT_FILENO);
         redirect(output, STDERR_FILENO);
         if (chdir(packageDir().c_str()) == 0) {
@@ -167,6 +173,33 @@ bool ApplicationProcess::waitUntil(const std::function<bool()>& condition,
         std::this_thread::sleep_for(kPollInterval);
     }
     return true;
+}
+
+/// Whether the main thread would take a SIGTERM now, as the kernel tells it.
+bool ApplicationProcess::isOpenForTermination() const {
+    const std::string task = std::to_string(m_pid);
+    for (const std::string& line : readLines("/proc/" + task + "/task/" + task + "/status")) {
+        if (line.starts_with("SigBlk:")) {
+            const auto blocked =
+                std::stoull(line.substr(std::string_view("SigBlk:").size()), nullptr, 16);
+            return (blocked >> (SIGTERM - 1) & 1U) == 0;
+        }
+    }
+    return false;
+}
+
+bool ApplicationProcess::waitForMainLoop(std::chrono::milliseconds deadline) {
+    // Start-up opens it too, but for moments only; and before its first line the program has not
+    // closed it.
+    constexpr int kEnough = 3;
+    int seen = 0;
+    return waitUntil(
+        [&] {
+            const bool started = journal().size() >= m_journalLinesBefore + 2;
+            seen = started && isOpenForTermination() ? seen + 1 : 0;
+            return seen >= kEnough;
+        },
+        deadline);
 }
 
 std::string ApplicationProcess::log() const {

@@ -64,6 +64,10 @@ class ApplicationProcess {
     [[nodiscard]] bool waitUntil(const std::function<bool()>& condition,
                                  std::chrono::milliseconds deadline);
 
+    /// Waits until the program is through with its start-up: it then waits for events with SIGTERM
+    /// open.
+    [[nodiscard]] bool waitForMainLoop(std::chrono::milliseconds deadline);
+
     [[nodiscard]] bool running();
 
     /// The log file as text.
@@ -83,6 +87,7 @@ class ApplicationProcess {
 
   private:
     void writeConfiguration() const;
+    [[nodiscard]] bool isOpenForTermination() const;
     [[nodiscard]] std::optional<End> reap(int options);
 
     TempDir m_dir;
@@ -90,6 +95,7 @@ class ApplicationProcess {
     std::map<std::string, std::map<std::string, std::string>> m_configuration;
     std::map<std::string, std::string> m_environment;
     bool m_blockTermination = false;
+    std::size_t m_journalLinesBefore = 0; ///< of earlier runs
     pid_t m_pid = -1;
     std::optional<End> m_end;
 };
