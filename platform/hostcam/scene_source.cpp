@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include <opencv2/core/utility.hpp>
+
 #include "platform/hostcam/scene.h"
 
 namespace hostcam {
@@ -39,6 +41,9 @@ class SceneSource : public VideoSource {
 } // namespace
 
 std::unique_ptr<VideoSource> openSceneSource(const Config& config) {
+    // This library's OpenCV is its own. Its pool of threads would outlive the camera and take the
+    // processors from the application.
+    cv::setNumThreads(1);
     SceneOptions options;
     options.seed = config.sceneSeed;
     options.dictionary = config.sceneDictionary;
