@@ -226,12 +226,10 @@ struct Scene::Impl {
         // Single patches are too small to be worth a thread, and the pictures must not compete with
         // the application for the processors. This library has an OpenCV of its own.
         cv::setNumThreads(1);
-        const cv::aruco::Dictionary dictionary = sceneDictionary(options.dictionary);
-        cv::RNG random(options.seed * 0x9e3779b97f4a7c15ULL + 4);
+        const MarkerPrinter printer(options.seed, options.dictionary);
         for (const SceneActor& actor : options.script.actors) {
             const bool crate = actor.body == SceneBody::crate && !actor.corners;
-            prints.push_back(crate ? printCrateFront(random, dictionary, actor.id)
-                                   : printCard(random, dictionary, actor.id));
+            prints.push_back(crate ? printer.onCrate(actor.id) : printer.onCard(actor.id));
         }
         framesPerLoop = static_cast<std::uint64_t>(
             std::max(1LL, std::llround(options.script.seconds * options.framerate)));

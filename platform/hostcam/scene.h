@@ -55,7 +55,7 @@ struct SceneOptions {
     SceneScript script = storyScript({7, 23, 42});
     bool wholePixels = true; ///< every corner is moved to the middle of the nearest pixel
     double noise = 2.0; ///< standard deviation of the sensor's noise in grey levels, 0 (none) to 30
-    double blur = 0.7;  ///< standard deviation of the lens's blur, in pixels of a picture 1920
+    double blur = 0.5;  ///< standard deviation of the lens's blur, in pixels of a picture 1920
                         ///< pixels long, 0 (none) to 5; other sizes are blurred in proportion
 };
 

@@ -63,14 +63,15 @@ cv::Mat wallTexels(cv::RNG& random) {
 /// Concrete slabs, scuffed, with a joint along two sides.
 cv::Mat floorTexels(cv::RNG& random) {
     cv::Mat floor = mottled(random, {1024, 1024}, {146, 143, 136}, 8, 4);
-    for (int i = 0; i < 12; ++i) { // scuff marks
+    cv::Mat scuffs = cv::Mat::zeros(floor.size(), CV_8UC1);
+    for (int i = 0; i < 12; ++i) {
         const cv::Point from(random.uniform(0, 1024), random.uniform(0, 1024));
         const cv::Point to = from + cv::Point(random.uniform(-120, 120), random.uniform(-50, 50));
-        cv::Mat mark = cv::Mat::zeros(floor.size(), CV_8UC3);
-        cv::line(mark, from, to, cv::Scalar::all(14), random.uniform(1, 3), cv::LINE_AA);
-        cv::GaussianBlur(mark, mark, {}, 1.2);
-        floor -= mark;
+        cv::line(scuffs, from, to, cv::Scalar(14), random.uniform(1, 3), cv::LINE_AA);
     }
+    cv::GaussianBlur(scuffs, scuffs, {}, 1.2);
+    cv::cvtColor(scuffs, scuffs, cv::COLOR_GRAY2RGB);
+    floor -= scuffs;
     for (const cv::Rect joint : {cv::Rect(0, 0, 1024, 4), cv::Rect(0, 0, 4, 1024)}) {
         cv::Mat line = floor(joint);
         line.convertTo(line, -1, 0.6);

@@ -25,37 +25,26 @@ constexpr int kTexelsAcross = 480;
 // loses corners that the blur rounds off, 0.4 picks up neighbours at 45 degrees).
 constexpr double kPrintedBeyond = 0.28;
 
-/// The black square with its bits, a whole number of texels for each.
-cv::Mat markerTexels(const cv::aruco::Dictionary& dictionary, int id) {
+/// How many texels the black square's side has.
+int sideOf(const cv::aruco::Dictionary& dictionary) {
     const int modules = dictionary.markerSize + 2;
-    cv::Mat marker;
-    dictionary.generateImageMarker(id, modules * (kTexelsAcross / modules), marker);
-    cv::Mat levels;
-    marker.convertTo(levels, CV_8UC1, (kPaper - kInk) / 255.0, kInk);
-    cv::Mat rgb;
-    cv::cvtColor(levels, rgb, cv::COLOR_GRAY2RGB);
-    return rgb;
+    return modules * (kTexelsAcross / modules);
 }
 
-/// Paper is never quite even.
-void addPaperGrain(cv::RNG& random, cv::Mat& rgb) {
-    cv::Mat grain(rgb.size(), CV_8UC1);
-    const cv::Mat variation = clouds(random, rgb.size(), 3, 4);
-    variation.convertTo(grain, CV_8UC1, 1.6, 5);
+/// How far a surface that reaches so far beyond the marker's middle goes beyond its edge.
+int marginFor(int side, double reach) {
+    return cvRound(reach * side) - side / 2;
+}
+
+/// An empty card. Paper is never quite even.
+cv::Mat blankCard(cv::RNG& random, int side) {
+    const int size = side + 2 * marginFor(side, kCardReach);
+    cv::Mat grain;
+    clouds(random, {size, size}, 3, 4).convertTo(grain, CV_8UC1, 1.6, 5);
     cv::cvtColor(grain, grain, cv::COLOR_GRAY2RGB);
-    rgb -= grain;
-}
-
-/// A card with its marker in the middle.
-cv::Mat cardTexels(cv::RNG& random, const cv::aruco::Dictionary& dictionary, int id) {
-    const cv::Mat marker = markerTexels(dictionary, id);
-    const int side = marker.cols;
-    const int reach = cvRound(kCardReach * side);
-    const int margin = reach - side / 2;
-    cv::Mat card(side + 2 * margin, side + 2 * margin, CV_8UC3, cv::Scalar::all(kPaper));
-    marker.copyTo(card(cv::Rect(margin, margin, side, side)));
-    addPaperGrain(random, card);
-    cv::rectangle(card, {0, 0, card.cols, card.rows}, cv::Scalar(150, 150, 146), side / 160 + 1);
+    cv::Mat card(size, size, CV_8UC3, cv::Scalar::all(kPaper));
+    card -= grain;
+    cv::rectangle(card, {0, 0, size, size}, cv::Scalar(150, 150, 146), side / 160 + 1);
     return card;
 }
 
@@ -145,26 +134,37 @@ cv::Mat crateSide(cv::RNG& random, cv::Size size, bool stamped) {
     return surface;
 }
 
-PrintedMarker printCard(cv::RNG& random, const cv::aruco::Dictionary& dictionary, int id) {
-    const cv::Mat card = cardTexels(random, dictionary, id);
-    const int modules = dictionary.markerSize + 2;
-    const double side = static_cast<double>(modules * (kTexelsAcross / modules)) / card.cols;
-    const double margin = (1 - side) / 2;
-    return {SceneTexture(card), {margin, margin, side, side}};
+MarkerPrinter::MarkerPrinter(std::uint32_t seed, const std::string& dictionary)
+    : m_dictionary(sceneDictionary(dictionary)) {
+    cv::RNG random(seed * 0x9e3779b97f4a7c15ULL + 4);
+    const int side = sideOf(m_dictionary);
+    m_card = blankCard(random, side);
+    const int front = side + 2 * marginFor(side, kCrateReach);
+    m_crateFront = crateSide(random, {front, front}, false);
+    const int place = (front - m_card.cols) / 2;
+    m_card.copyTo(m_crateFront(cv::Rect(place, place, m_card.cols, m_card.rows)));
 }
 
-PrintedMarker printCrateFront(cv::RNG& random, const cv::aruco::Dictionary& dictionary, int id) {
-    const cv::Mat card = cardTexels(random, dictionary, id);
-    const int modules = dictionary.markerSize + 2;
-    const int markerSide = modules * (kTexelsAcross / modules);
-    const int reach = cvRound(kCrateReach * markerSide);
-    const int side = markerSide + 2 * (reach - markerSide / 2);
-    cv::Mat front = crateSide(random, {side, side}, false);
-    const int place = (side - card.cols) / 2;
-    card.copyTo(front(cv::Rect(place, place, card.cols, card.rows)));
-    const double share = static_cast<double>(markerSide) / side;
-    const double margin = static_cast<double>(place + (card.cols - markerSide) / 2) / side;
-    return {SceneTexture(front), {margin, margin, share, share}};
+PrintedMarker MarkerPrinter::onCard(int id) const {
+    return onSurface(m_card, id);
+}
+
+PrintedMarker MarkerPrinter::onCrate(int id) const {
+    return onSurface(m_crateFront, id);
+}
+
+PrintedMarker MarkerPrinter::onSurface(const cv::Mat& blank, int id) const {
+    const int side = sideOf(m_dictionary);
+    cv::Mat marker;
+    m_dictionary.generateImageMarker(id, side, marker);
+    marker.convertTo(marker, CV_8UC1, (kPaper - kInk) / 255.0, kInk);
+    cv::cvtColor(marker, marker, cv::COLOR_GRAY2RGB);
+    cv::Mat surface = blank.clone();
+    const int margin = (blank.cols - side) / 2;
+    cv::Mat place = surface(cv::Rect(margin, margin, side, side));
+    cv::min(place, marker, place); // the paper's grain stays where there is no ink
+    const double share = static_cast<double>(side) / blank.cols;
+    return {SceneTexture(surface), {(1 - share) / 2, (1 - share) / 2, share, share}};
 }
 
 } // namespace hostcam

@@ -4,6 +4,7 @@
 // rectangle is drawn in perspective. Pictures are 8-bit RGB. Functions on const objects may be
 // called from any thread.
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -96,13 +97,21 @@ struct PrintedMarker {
 /// "4x4", "5x5", "6x6" or "7x7". @throws std::invalid_argument for any other name
 [[nodiscard]] cv::aruco::Dictionary sceneDictionary(const std::string& name);
 
-/// A white card with a marker.
-[[nodiscard]] PrintedMarker printCard(cv::RNG& random, const cv::aruco::Dictionary& dictionary,
-                                      int id);
+/// Prints the markers of one dictionary on cards and on the fronts of crates.
+class MarkerPrinter {
+  public:
+    /// @throws std::invalid_argument for an unknown dictionary
+    MarkerPrinter(std::uint32_t seed, const std::string& dictionary);
 
-/// The front of a crate with such a card on it.
-[[nodiscard]] PrintedMarker printCrateFront(cv::RNG& random,
-                                            const cv::aruco::Dictionary& dictionary, int id);
+    [[nodiscard]] PrintedMarker onCard(int id) const;
+    [[nodiscard]] PrintedMarker onCrate(int id) const;
+
+  private:
+    [[nodiscard]] PrintedMarker onSurface(const cv::Mat& blank, int id) const;
+
+    cv::aruco::Dictionary m_dictionary;
+    cv::Mat m_card, m_crateFront; // without a marker
+};
 
 /// How far the printed surfaces reach beyond the middle of the marker, in multiples of its side.
 inline constexpr double kCardReach = 0.72;
