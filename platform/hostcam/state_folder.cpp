@@ -108,8 +108,7 @@ FileError::FileError(Step step, const std::string& path, int reason)
 FileError::FileError(Step step, const std::string& path, const std::string& reason)
     : std::runtime_error(path + ": " + wordsOf(step) + ": " + reason), m_step(step) {}
 
-FileLock::FileLock(int fd, const std::string& path, std::chrono::milliseconds patience)
-    : m_fd(fd) {
+FileLock::FileLock(int fd, const std::string& path, std::chrono::milliseconds patience) : m_fd(fd) {
     for (; flock(fd, LOCK_EX | LOCK_NB) != 0; patience -= kLockPause) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             throw FileError(FileError::Step::Lock, path, errno);

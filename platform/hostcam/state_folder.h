@@ -62,8 +62,7 @@ class FileLock {
     /// @param path what an error calls it
     /// @param patience how long to wait at most
     /// @throws FileError (Lock) when another process keeps it, or it cannot be had
-    FileLock(int fd, const std::string& path,
-             std::chrono::milliseconds patience = kPatience);
+    FileLock(int fd, const std::string& path, std::chrono::milliseconds patience = kPatience);
     ~FileLock();
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
