@@ -89,14 +89,24 @@ enum class Turn { Clockwise, CounterClockwise };
 
 constexpr std::size_t kTile = 64; // pixels
 constexpr std::size_t kTileRowBytes = kTile * kPixelBytes;
+constexpr std::size_t kCacheLine = 64;
+constexpr std::size_t kRowsAhead = 8;
 
-/// Turns a piece of a picture, height x width pixels and no larger than a tile, into a tile.
+/// Turns a piece of a picture, height x width pixels and no larger than a tile, into a tile. It
+/// asks for the piece's rows some way ahead, because they lie on different memory pages, across
+/// which the processor does not look ahead by itself.
 /// @param stride bytes from one row of the picture to the next
 template <Turn turn>
 void turnIntoTile(const std::uint8_t* source, std::size_t stride, std::size_t height,
                   std::size_t width, std::uint8_t* tile) {
     constexpr bool kClockwise = turn == Turn::Clockwise;
     for (std::size_t r = 0; r < height; ++r, source += stride) {
+        if (r + kRowsAhead < height) {
+            const std::uint8_t* const ahead = source + kRowsAhead * stride;
+            for (std::size_t byte = 0; byte < width * kPixelBytes; byte += kCacheLine) {
+                __builtin_prefetch(ahead + byte);
+            }
+        }
         const std::size_t tileColumn = kClockwise ? height - 1 - r : r;
         for (std::size_t c = 0; c < width; ++c) {
             const std::size_t tileRow = kClockwise ? c : width - 1 - c;

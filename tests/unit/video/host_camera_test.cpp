@@ -20,7 +20,6 @@
 namespace {
 
 /// The buffers that the camera handed out, for tests in which one deliberately does not go back.
-/// back.
 std::vector<VdoBuffer*> g_handedOut;
 
 } // namespace
