@@ -46,7 +46,7 @@ struct SceneMarker {
 ///
 /// A detector without corner refinement reports whole pixels. With wholePixels it finds nearly
 /// every corner exactly where SceneMarker says, at any turn of the marker; without, a found corner
-/// is off by half a pixel on average and by one and a half at most, as the true one lies between
+/// is off by half a pixel on average and by less than two at most, as the true one lies between
 /// pixels. Nobody sees the difference.
 struct SceneOptions {
     std::uint32_t seed = 1;         ///< textures, clutter and noise
