@@ -166,7 +166,7 @@ class Logger {
     /// A time as entries tell it: local, "%Y-%m-%d %H:%M:%S".
     [[nodiscard]] static std::string timeToString(std::time_t time) {
         std::tm local{};
-        char text[80] = "";
+        char text[80];
         if (localtime_r(&time, &local) == nullptr ||
             std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local) == 0) {
             return "";
