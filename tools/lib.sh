@@ -120,6 +120,8 @@ configure() {
     rm -f "$opencv"
     if command -v ccache >/dev/null; then
         launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+        # What one clone has compiled serves the next: paths inside the tree do not count.
+        export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
     fi
     wanted="$root|$OpenCV_DIR|${launcher[*]}|$*"
     if [ -f "$build/build.ninja" ] && [ "$(cat "$build/configured-by" 2>/dev/null)" = "$wanted" ]; then
