@@ -38,7 +38,7 @@ using CropBuffer = std::unique_ptr<unsigned char, FreeDeleter>;
 using FrameBuffer = std::unique_ptr<unsigned char[]>;
 
 /// One frame of the analysis stream, or nothing. The memory is not zeroed first: the source fills
-/// all of it, and at camera sizes that would be a tenth of a millisecond a tick for nothing.
+/// all of it, and zeroing would be one more pass over every frame.
 FrameBuffer fetchFrame(ImageFrameSource& source, int height, int width) {
     if (height <= 0 || width <= 0) {
         return nullptr;

@@ -75,7 +75,8 @@ class Distance_Controller {
     ///   size is " + count, and nothing is stored then
     [[nodiscard]] int find_pattern(ImageFrameSource& source);
 
-    /// Takes one frame and looks for the chessboard's inner corners. Slow: up to seconds a frame.
+    /// Takes one frame and looks for the chessboard's inner corners. Not meant for every tick:
+    /// where there is no board, the library tries one threshold after the other.
     /// @return what the library found, row by row, in analysis-stream pixels; not complete when the
     ///   board is not. Empty without a frame, logged as "Unable to getFrame", and when the library
     ///   throws, logged as "chessboard detector failed: " + reason

@@ -2,6 +2,7 @@
 
 // Pictures with markers and chessboards whose true places are known.
 
+#include <cmath>
 #include <vector>
 
 #include <opencv2/core.hpp>

@@ -2,6 +2,7 @@
 
 // Detections at chosen places, for tests of marker analysis.
 
+#include <utility>
 #include <vector>
 
 #include "analysis/common_structs.h"

@@ -33,6 +33,7 @@ namespace testing_support {
 
 t_detection_list g_nextDetections;
 bool g_searchedTheStream = false;
+bool g_searchedWithoutOldDetections = false;
 std::vector<std::string> g_told;
 bool g_settingsWereFreeWhenTold = true;
 
@@ -108,6 +109,7 @@ bool VideoStreamSource::getFrame(int, int, int, std::uint8_t*) {
 Distance_Controller::Distance_Controller() : m_squareSize(0) {}
 
 std::vector<detection> Distance_Controller::find_markers(ImageFrameSource& source) {
+    g_searchedWithoutOldDetections = g_detections.empty();
     g_searchedTheStream = &source == g_videoStreamSource.get();
     return g_nextDetections;
 }

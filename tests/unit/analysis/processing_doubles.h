@@ -15,6 +15,8 @@ namespace testing_support {
 extern t_detection_list g_nextDetections;
 /// Whether the last search was given g_videoStreamSource.
 extern bool g_searchedTheStream;
+/// Whether the detections of the frame before were gone when the last search began.
+extern bool g_searchedWithoutOldDetections;
 
 /// Everything that the event manager was told, in order: "start NAME", "stop NAME", "data TEXT".
 extern std::vector<std::string> g_told;
