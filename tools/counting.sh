@@ -67,6 +67,9 @@ failures_in() {
         /^([0-9]+: )?\[       OK / || /^([0-9]+: )?\[  SKIPPED / { held = ""; holding = 0; next }
         /^([0-9]+: )?\[  FAILED / { printf "%s", held; held = ""; holding = 0; print; next }
         /^([0-9]+: )?\[(-----|=====|  PASSED)/ || /Passed/ || /^ *Start +[0-9]+:/ || /^$/ { next }
+        # A program that was not built: one line of CTest says so, the places it has looked in do not.
+        /^(Could not find executable|Looked in the following places|Unable to find executable)/ { next }
+        /^[^ ]*\/[^ ]*$/ && !holding { next }
         holding { held = held $0 "\n"; next }
         { print }
         END { printf "%s", held }' "$1" | head -n 200

@@ -149,6 +149,11 @@ noise
 a.cpp:21: Failure
 [  FAILED  ] Tracker.DropsIt (0 ms)
 Segmentation fault
+Could not find executable /there/tracker_test
+Looked in the following places:
+there/Release/tracker_test
+Unable to find executable: /there/tracker_test
+11/27 Test #12: tracker_test ...............***Not Run   0.00 sec
 LOG
     (
         # shellcheck disable=SC2034 # tools/lib.sh asks for it
@@ -159,6 +164,8 @@ LOG
     ) >shown
     has shown "a.cpp:21: Failure"
     has shown "Segmentation fault"
+    has shown "***Not Run"
+    has_not shown /there/
     has_not shown noise
 }
 
