@@ -35,7 +35,8 @@ class LiveSource : public VideoSource {
             m_thread = std::thread([this] { run(); });
         }
         std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_image || m_trouble; });
+        m_changed.wait_for(lock, m_timing.opening, [this] { return m_image || m_trouble; });
+        m_opened = !m_trouble;
         if (m_trouble) {
             const SourceError trouble = *m_trouble;
             lock.unlock();
@@ -51,12 +52,15 @@ class LiveSource : public VideoSource {
         if (m_trouble) {
             throw SourceError(Kind::Interrupted, m_trouble->what());
         }
+        if (!m_image) {
+            throw SourceError(Kind::NoData, m_name + ": no picture yet");
+        }
         return m_image;
     }
 
     bool awaitPictures(milliseconds timeout) override {
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, timeout, [this] { return !m_trouble; });
+        return m_changed.wait_for(lock, timeout, [this] { return m_image && !m_trouble; });
     }
 
   private:
@@ -110,7 +114,7 @@ class LiveSource : public VideoSource {
     /// opens the source.
     [[nodiscard]] bool isNews(const SourceError& reason) {
         const std::lock_guard lock(m_mutex);
-        return m_image && (!m_trouble || std::string_view(m_trouble->what()) != reason.what());
+        return m_opened && (!m_trouble || std::string_view(m_trouble->what()) != reason.what());
     }
 
     /// Reads pictures until the source is lost or the camera closed. @return whether any came
@@ -160,6 +164,7 @@ class LiveSource : public VideoSource {
     std::condition_variable m_changed;
     std::shared_ptr<const Image> m_image; // guarded by m_mutex; the newest
     std::optional<SourceError> m_trouble; // guarded by m_mutex; why there are no pictures now
+    bool m_opened = false;                // guarded by m_mutex; whoever opens it has gone on
     bool m_stopping = false;              // guarded by m_mutex
     std::thread m_thread;
 };

@@ -18,9 +18,12 @@ struct LiveTiming {
     std::chrono::milliseconds nextPicture{5'000};   ///< after this long without one it is lost
     std::chrono::milliseconds shortestPause{250};   ///< before it is looked for; doubled each time
     std::chrono::milliseconds longestPause{5'000};
+    std::chrono::milliseconds opening{1'500}; ///< opening waits no longer for the first picture
 };
 
-/// Opens a live source and waits until its first picture is there.
+/// Opens a live source and waits until its first picture is there, or the reason why none comes is
+/// known, or its patience is over: the source then goes on without a picture, so that whoever opens
+/// it is not held up, and can still be stopped, while a camera thinks.
 /// @param uri rtsp, rtsps or v4l2; a user and password in it never appear in a text
 /// @throws SourceError
 [[nodiscard]] std::unique_ptr<VideoSource> openLiveSource(const std::string& uri,

@@ -70,7 +70,7 @@ class VideoSource {
 };
 
 /// Opens the source that a configuration names: the scene, a photo, a folder of photos, a video, or
-/// a live source, for which it waits until the first picture is there (at most ten seconds).
+/// a live source, for whose first picture it waits a moment (see LiveTiming).
 /// @throws SourceError naming the source and the reason
 [[nodiscard]] std::unique_ptr<VideoSource> openSource(const Config& config);
 

@@ -64,7 +64,7 @@ void eventually(const char* what, const std::function<bool()>& condition) {
 class LiveSourceTest : public testing_support::CameraTest {
   protected:
     static constexpr LiveTiming kQuick{milliseconds(20'000), milliseconds(20'000), milliseconds(10),
-                                       milliseconds(100)};
+                                       milliseconds(100), milliseconds(20'000)};
 
     static SourceError errorOf(const std::string& uri, const LiveTiming& timing = kQuick) {
         try {
@@ -206,6 +206,21 @@ TEST_F(LiveSourceTest, AServerThatNeverAnswersIsGivenUp) {
     LiveTiming timing = kQuick;
     timing.firstPicture = milliseconds(300);
     EXPECT_THAT(errorOf(server.uri(), timing).what(), HasSubstr("no picture for 0.3 seconds"));
+}
+
+TEST_F(LiveSourceTest, AServerThatThinksDoesNotHoldUpWhoeverOpensIt) {
+    const SilentServer server;
+    LiveTiming timing = kQuick;
+    timing.opening = milliseconds(20);
+    const auto source = hostcam::openLiveSource(server.uri(), timing);
+    EXPECT_FALSE(source->awaitPictures(milliseconds(1)));
+    try {
+        static_cast<void>(source->imageAt({0, 0, milliseconds(0)}));
+        ADD_FAILURE() << "a picture from a server that sends none";
+    } catch (const SourceError& problem) {
+        EXPECT_EQ(problem.kind(), SourceError::Kind::NoData);
+        EXPECT_EQ(problem.what(), server.uri() + ": no picture yet");
+    }
 }
 
 TEST_F(LiveSourceTest, AReaderMayGoWhileItWaitsForAServerThatNeverAnswers) {
