@@ -15,9 +15,10 @@ ready() {
     fi
 }
 
-# ./run in the background; its output is in `out`.
+# start [OPTION...]: ./run in the background; its output is in `out`.
 start() {
-    "$run" >out 2>&1 </dev/null &
+    rm -f out # of an earlier start
+    "$run" "$@" >out 2>&1 </dev/null &
     run_pid=$!
     until_in out "Running;"
 }
@@ -105,7 +106,7 @@ stops_by_signal() {
     local signal program
     ready
     for signal in TERM HUP; do
-        start
+        start --state state
         program=$(program_of_run)
         kill "-$signal" "$run_pid"
         finished 0
@@ -127,7 +128,7 @@ stops_by_ctrl_c() {
 kill_of_run_ends_the_program() {
     local program try
     ready
-    start
+    start --state state
     program=$(program_of_run)
     kill -KILL "$run_pid"
     for ((try = 0; try < 300; ++try)); do
@@ -156,7 +157,7 @@ stop_while_it_builds() {
 
 second_run_at_the_same_time_is_refused() {
     ready
-    start
+    start --state state
     mkdir second
     (cd second && expect 1 "$run" --duration 0.5 && has err "runs already")
     kill -TERM "$run_pid"
@@ -165,7 +166,7 @@ second_run_at_the_same_time_is_refused() {
 
 killed_program_is_a_failure() {
     ready
-    start
+    start --state state
     kill -KILL "$(program_of_run)"
     finished 1
     has out "SIGKILL"
@@ -228,11 +229,13 @@ another_owners_tree_is_told() {
 
 # shows_markers OPTION...: a run with the source tells of markers inside an area that is the whole picture.
 shows_markers() {
-    expect 0 "$run" --duration 6 --state state --set Detection10x=0 --set Detection10y=0 \
+    rm -rf state
+    start --state state --set Detection10x=0 --set Detection10y=0 \
         --set Detection11x=1920 --set Detection11y=0 --set Detection12x=1920 --set Detection12y=1080 \
         --set Detection13x=0 --set Detection13y=1080 "$@"
-    has out "markers inside area 1: "
-    rm -r state
+    until_in out "markers inside area 1: "
+    kill -TERM "$run_pid"
+    finished 0
 }
 
 photo_as_source() {
