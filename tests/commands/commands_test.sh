@@ -7,6 +7,7 @@ set -uo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 only=${1:-}
 failures=0
+run_pid="" # a ./run that a case has started in the background
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export TMPDIR=$work # the states that ./run makes go with it
@@ -18,6 +19,8 @@ case_of() {
     folder=$(mktemp -d "$work/case.XXXXXX")
     (
         cd "$folder"
+        # A case that fails must not leave its run behind.
+        trap end_run EXIT
         set -e
         "$2"
     ) >"$folder.log" 2>&1
@@ -31,6 +34,12 @@ case_of() {
         failures=$((failures + 1))
         ;;
     esac
+}
+
+end_run() {
+    [ -n "$run_pid" ] || return 0
+    kill -TERM "$run_pid" 2>/dev/null && wait "$run_pid"
+    return 0
 }
 
 skip() { # REASON

@@ -36,7 +36,15 @@ program_is_gone() {
     ! [ -e "/proc/$1/exe" ] || ! readlink "/proc/$1/exe" | grep -q zerith_markers
 }
 
-program_of_run() { pgrep -P "$run_pid" -x zerith_markers; }
+program_of_run() { # its process, once it is there
+    local try
+    for ((try = 0; try < 600; ++try)); do
+        pgrep -P "$run_pid" -x zerith_markers && return 0
+        sleep 0.1
+    done
+    echo "the program was not started"
+    return 1
+}
 
 story_of_the_built_in_scene() {
     ready
