@@ -219,6 +219,13 @@ OverlayManager::OverlayManager() {
     const gint maxWidth = axoverlay_get_max_resolution_width(kCamera, error.out());
     const gint maxHeight = axoverlay_get_max_resolution_height(kCamera, error.out());
     m_OverlayID = createOverlay(maxWidth, maxHeight);
+    axoverlay_redraw(error.out());
+    if (error.isSet()) {
+        g_Logger.error("OverlayManager: Failed to do initial draw of overlays: " + error.message());
+        ErrorSlot ignored;
+        axoverlay_destroy_overlay(m_OverlayID, ignored.out());
+        axoverlay_cleanup();
+    }
 }
 
 OverlayManager::~OverlayManager() {

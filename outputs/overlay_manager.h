@@ -139,10 +139,11 @@ struct RenderingContext {
 /// with is static.
 class OverlayManager {
   public:
-    /// Connects to the overlay service and creates the overlay over the camera's largest
-    /// resolution. Every failure is logged and leaves an object that draws nothing:
-    /// "AXOVERLAY_CAIRO_IMAGE_BACKEND is not supported", "Failed to initialize axoverlay: " +
-    /// reason, and createOverlay()'s.
+    /// Connects to the overlay service, creates the overlay over the camera's largest resolution
+    /// and has it drawn for the first time. Every failure is logged and leaves an object that
+    /// draws nothing: "AXOVERLAY_CAIRO_IMAGE_BACKEND is not supported", "Failed to initialize
+    /// axoverlay: " + reason, createOverlay()'s, and "Failed to do initial draw of overlays: " +
+    /// reason, after which the overlay is destroyed and the service left.
     OverlayManager();
 
     /// Destroys the overlay and leaves the service; failures are of no interest any more.

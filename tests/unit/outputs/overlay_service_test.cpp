@@ -28,7 +28,7 @@ TEST_F(OverlayServiceTest, ConstructionConnectsAndCreatesTheOverlayOverTheLarges
                 ElementsAre("axoverlay_is_backend_supported 1", "axoverlay_init_axoverlay_settings",
                             "axoverlay_init", "axoverlay_get_max_resolution_width 1",
                             "axoverlay_get_max_resolution_height 1", "axoverlay_init_overlay_data",
-                            "axoverlay_create_overlay"));
+                            "axoverlay_create_overlay", "axoverlay_redraw"));
     EXPECT_THAT(logLines(),
                 ElementsAre("info|OverlayManager: OverlayManager constructor invoked."));
     EXPECT_EQ(OverlayManager::m_OverlayID, 5);
@@ -103,6 +103,21 @@ TEST_F(OverlayServiceTest, AnOverlayThatCannotBeCreatedIsLoggedAndHasTheIdZero) 
     EXPECT_THAT(logLines(), ElementsAre("info|OverlayManager: OverlayManager constructor invoked.",
                                         "error|createOverlay: Failed to create overlay: broken"));
     EXPECT_EQ(OverlayManager::m_OverlayID, 0);
+}
+
+TEST_F(OverlayServiceTest, AFailedFirstDrawIsLoggedAndTheServiceIsLeft) {
+    world().failing = {"axoverlay_redraw"};
+
+    const OverlayManager manager;
+
+    EXPECT_THAT(logLines(),
+                ElementsAre("info|OverlayManager: OverlayManager constructor invoked.",
+                            "error|OverlayManager: Failed to do initial draw of overlays: broken"));
+    const auto& calls = world().calls;
+    ASSERT_GE(calls.size(), 3U);
+    EXPECT_EQ(calls[calls.size() - 3], "axoverlay_redraw");
+    EXPECT_EQ(calls[calls.size() - 2], "axoverlay_destroy_overlay 5");
+    EXPECT_EQ(calls[calls.size() - 1], "axoverlay_cleanup");
 }
 
 TEST_F(OverlayServiceTest, RenderingAsksForOneRedraw) {
