@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
@@ -129,12 +130,14 @@ WebThread& webThread() {
 /// destroyed. When a request does not come to its end, they stay: the process ends at once, with
 /// the log ended as its destruction would.
 void endWebService(int status, void* /*argument*/) {
+    g_isEnding = true;
     const auto deadline = std::chrono::steady_clock::now() + kWebServicePatience;
     if (g_FastcgiService.stop(kWebServicePatience) && webThread().waitForEnd(deadline)) {
         return;
     }
     g_Logger.warning("STOPPING " + g_app_name);
     g_Logger.warning("");
+    std::fflush(nullptr);
     _exit(status);
 }
 
@@ -479,6 +482,5 @@ int main() {
         g_Logger.error("main: Unknown exception");
         storeShared(g_StatusCode, kStatusFailure);
     }
-    g_isEnding = true;
     return result;
 }
