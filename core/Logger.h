@@ -165,6 +165,7 @@ class Logger {
 
     /// A time as entries tell it: local, "%Y-%m-%d %H:%M:%S".
     [[nodiscard]] static std::string timeToString(std::time_t time) {
+        tzset(); // localtime_r() alone would keep the time zone that the process began with
         std::tm local{};
         char text[80];
         if (localtime_r(&time, &local) == nullptr ||
