@@ -40,7 +40,7 @@ using FrameBuffer = std::unique_ptr<unsigned char[]>;
 /// One frame of the analysis stream, or nothing. The memory is not zeroed first: the source fills
 /// all of it, and zeroing would be one more pass over every frame.
 FrameBuffer fetchFrame(ImageFrameSource& source, int height, int width) {
-    if (height <= 0 || width <= 0) {
+    if (height < 0 || width < 0) {
         return nullptr;
     }
     auto frame = std::make_unique_for_overwrite<unsigned char[]>(

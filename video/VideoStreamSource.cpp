@@ -162,10 +162,6 @@ void reverseBytes(const std::uint8_t* source, std::uint8_t* dest, std::size_t by
 
 } // namespace
 
-void ImageFrameSource::setDirty() {
-    m_dirty = true;
-}
-
 VideoStreamSource::VideoStreamSource(int height, int width, int rotation)
     : m_streamHeight(height), m_streamWidth(width), m_streamRotation(rotation) {
     g_Logger.info("VideoStreamSource: VideoStreamSource constructor called");
@@ -267,7 +263,6 @@ bool VideoStreamSource::convertFrame(VdoBuffer* buffer, int requestedHeight, int
         (this->*copy)(m_tempBuffer, pOutputPixels);
         return true;
     }
-    requireData(data);
     // Deliberate: width and height are not exchanged for a stream of turned frames.
     return convertCropScaleU8yuvToRGB(data, static_cast<unsigned>(m_streamWidth),
                                       static_cast<unsigned>(m_streamHeight), pOutputPixels,

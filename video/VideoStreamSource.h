@@ -22,7 +22,7 @@ class ImageFrameSource {
     ImageFrameSource& operator=(const ImageFrameSource&) = delete;
 
     /// Tells the source that a new tick has begun: what it keeps of an earlier frame is outdated.
-    virtual void setDirty();
+    virtual void setDirty() { m_dirty = true; }
 
     /// Fetches one picture.
     /// @param requestedHeight, requestedWidth size of the picture wanted

@@ -158,7 +158,9 @@ bool convertCropScaleU8yuvToRGB(const std::uint8_t* nv12Data, unsigned srcWidth,
 
     const int srcStride = static_cast<int>(srcWidth);
     const std::size_t bigStride = srcWidth * kArgbPixelBytes;
-    const std::uint8_t* const chroma = nv12Data + std::size_t{srcWidth} * srcHeight;
+    // A frame without data is the library's to refuse.
+    const std::uint8_t* const chroma =
+        nv12Data == nullptr ? nullptr : nv12Data + std::size_t{srcWidth} * srcHeight;
     int result = libyuv::NV12ToARGB(nv12Data, srcStride, chroma, srcStride, big.get(),
                                     static_cast<int>(bigStride), static_cast<int>(srcWidth),
                                     static_cast<int>(srcHeight));

@@ -67,10 +67,6 @@ using namespace testing_support;
 // The base of all frame sources, the overlay's store and the parameter store: with these few
 // operations the detector links without the modules behind them and their platform.
 
-void ImageFrameSource::setDirty() {
-    m_dirty = true;
-}
-
 void OverlayManager::clearUserOverlays() {
     g_calls.emplace_back("clear");
 }

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 
@@ -207,15 +208,28 @@ TEST_F(MarkerDetector, TellsThatThereIsNoFrame) {
     EXPECT_THAT(logged("error"), ElementsAre("detect_markers: unable to getFrame"));
 }
 
-TEST_F(MarkerDetector, AsksForNoFrameBeforeTheAnalysisSizeIsKnown) {
-    for (const cv::Size size : {cv::Size(0, 0), cv::Size(640, 0), cv::Size(-1, 480)}) {
-        forgetLog();
-        g_AnalysisStreamWidth = size.width;
-        g_AnalysisStreamHeight = size.height;
-        EXPECT_THAT(foundIds(), IsEmpty());
-        EXPECT_THAT(logged("error"), ElementsAre("detect_markers: unable to getFrame"));
-    }
+TEST_F(MarkerDetector, AsksForNoFrameOfANegativeSize) {
+    g_AnalysisStreamWidth = -1;
+    EXPECT_THAT(foundIds(), IsEmpty());
+    EXPECT_THAT(logged("error"), ElementsAre("detect_markers: unable to getFrame"));
     EXPECT_EQ(m_source.calls, 0);
+}
+
+TEST_F(MarkerDetector, AsksForAFrameWithoutPixelsBeforeTheAnalysisSizeIsKnown) {
+    struct NoPixels : ImageFrameSource {
+        int calls = 0;
+        bool getFrame(int /*height*/, int /*width*/, int /*rotation*/,
+                      std::uint8_t* /*pixels*/) override {
+            ++calls;
+            return true;
+        }
+    } source;
+    g_AnalysisStreamWidth = 0;
+    g_AnalysisStreamHeight = 0;
+    useDictionary("4X4");
+    EXPECT_THAT(Distance_Controller().detect_markers(source), IsEmpty());
+    EXPECT_THAT(logged("error"), ElementsAre("detect_markers: unknown dictionary 4X4"));
+    EXPECT_EQ(source.calls, 1);
 }
 
 TEST_F(MarkerDetector, LogsWhatTheLibraryThrowsOnOneLineAndFindsNothing) {

@@ -93,10 +93,6 @@ using namespace testing_support;
 // The modules around: with these few operations the per-tick decision links without them and the
 // camera platform behind them.
 
-void ImageFrameSource::setDirty() {
-    m_dirty = true;
-}
-
 VideoStreamSource::VideoStreamSource(int height, int width, int rotation)
     : m_streamHeight(height), m_streamWidth(width), m_streamRotation(rotation) {}
 

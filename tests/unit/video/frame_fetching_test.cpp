@@ -330,9 +330,20 @@ TEST_F(FrameFetching, TreatsABufferWithoutDataAsAnUnexpectedErrorAndHandsItBack)
     service().frame.clear();
     expectFailure(4, 6, 0, "Unexpected error while converting YUV data to RGB.");
     EXPECT_TRUE(m_source->m_dirty) << "the tick's picture is still to be converted";
-    video_test::forgetLog();
-    expectFailure(2, 3, 0, "Unexpected error while converting YUV data to RGB.");
-    EXPECT_EQ(service().buffersHandedBack, 2);
+    EXPECT_EQ(service().buffersHandedBack, 1);
+}
+
+TEST_F(FrameFetching, DeliberatelyKeepsABufferWithoutDataThatCannotBeCropped) {
+    open(0);
+    service().frame.clear();
+    Bytes rgb(18);
+    EXPECT_FALSE(m_source->getFrame(2, 3, 0, rgb.data()));
+    EXPECT_THAT(
+        loggedLines(),
+        ElementsAre("error: convertCropScaleU8yuvToRGB: Failed NV12ToARGB(), result=-1",
+                    "error: getFrame: VideoStreamSource::getFrame convertCropScaleU8yuvToRGB "
+                    "failed to convert YUV data to RGB data."));
+    EXPECT_EQ(service().buffersHandedBack, 0);
 }
 
 TEST_F(FrameFetching, NeedsNoDataForAPictureThatTheTickHasAlready) {
