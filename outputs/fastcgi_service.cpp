@@ -64,14 +64,15 @@ bool opensWithoutEndingTheProcess(const char* path, int backlog) {
         _exit(kEnded);
     }
     if (child < 0) {
-        return false;
+        return true; // nothing is known against it
     }
     int status = 0;
     pid_t ended = 0;
     do {
         ended = waitpid(child, &status, 0);
     } while (ended < 0 && errno == EINTR);
-    return ended == child && WIFEXITED(status) && WEXITSTATUS(status) == kCameBack;
+    // A parent that ignores its children's ends is not told this one's.
+    return ended != child || (WIFEXITED(status) && WEXITSTATUS(status) == kCameBack);
 }
 
 /// The query of a request's URI, taken apart.
