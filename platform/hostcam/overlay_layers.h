@@ -21,7 +21,7 @@ struct OverlayLayer {
     Size size;                         ///< of the picture after rotation
     std::vector<std::uint32_t> pixels; ///< rows without padding; premultiplied alpha, red, green,
                                        ///< blue from the highest byte of each word (cairo's ARGB32)
-    std::uint64_t serial = 0; ///< counts redraws
+    std::uint64_t serial = 0;          ///< counts redraws
 };
 
 /// The newest layer of a viewer stream; null when nothing lies over it.
