@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -62,15 +63,11 @@ inline std::vector<double> sideBySide(const std::string& title,
 
 /// Resident memory of this process in kB.
 inline long residentKilobytes() {
-    long pages = 0;
-    if (std::FILE* file = std::fopen("/proc/self/statm", "r")) {
-        long total = 0;
-        if (std::fscanf(file, "%ld %ld", &total, &pages) != 2) {
-            pages = 0;
-        }
-        std::fclose(file);
-    }
-    return pages * 4;
+    constexpr long kPageKilobytes = 4;
+    long total = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> total >> resident;
+    return resident * kPageKilobytes;
 }
 
 } // namespace bench

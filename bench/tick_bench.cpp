@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -40,9 +41,8 @@ struct Picture {
 Picture renderPicture(unsigned width, unsigned height, int markers, double noise) {
     hostcam::SceneOptions options;
     std::vector<int> ids;
-    for (int i = 0; i < markers; ++i) {
-        ids.push_back(i);
-    }
+    ids.resize(static_cast<std::size_t>(markers));
+    std::iota(ids.begin(), ids.end(), 0);
     options.script = hostcam::gridScript(ids);
     options.noise = noise;
     const hostcam::Scene scene(options);
@@ -189,8 +189,8 @@ bool watchMemory(const std::filesystem::path& folder) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 15;
     try {
+        const int rounds = argc > 1 ? std::stoi(argv[1]) : 15;
         const auto folder = std::filesystem::temp_directory_path() / "zerith-tick-bench";
         std::filesystem::create_directories(folder);
         const bool fast = compareTicks(folder, rounds);

@@ -147,6 +147,7 @@ int parameter_io::set_post_parameters(std::string payload) {
     return 0;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes the text by value.
 std::map<std::string, std::string> parameter_io::parseXMLData_no_dependency(std::string xml) {
     const std::string content = rootContent(xml);
     Elements elements;

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>
@@ -232,8 +233,8 @@ std::unique_ptr<AXParameter> openHandle(const gchar* app_name) {
 
 GList* toList(const std::vector<std::string>& texts) {
     GList* list = nullptr;
-    for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
-        list = g_list_prepend(list, g_strdup(text->c_str()));
+    for (const std::string& text : std::views::reverse(texts)) {
+        list = g_list_prepend(list, g_strdup(text.c_str()));
     }
     return list;
 }

@@ -41,7 +41,7 @@ class LiveSource : public VideoSource {
             const SourceError trouble = *m_trouble;
             lock.unlock();
             stop();
-            throw trouble;
+            throw SourceError(trouble);
         }
     }
 
