@@ -3,7 +3,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>
@@ -233,8 +232,10 @@ std::unique_ptr<AXParameter> openHandle(const gchar* app_name) {
 
 GList* toList(const std::vector<std::string>& texts) {
     GList* list = nullptr;
-    for (const std::string& text : std::views::reverse(texts)) {
-        list = g_list_prepend(list, g_strdup(text.c_str()));
+    // clang 14 does not understand the library's reversed views.
+    // NOLINTNEXTLINE(modernize-loop-convert)
+    for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
+        list = g_list_prepend(list, g_strdup(text->c_str()));
     }
     return list;
 }
