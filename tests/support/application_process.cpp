@@ -7,8 +7,11 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/support/private_package_folder.h"
 
 namespace testing_support {
 namespace {
@@ -21,6 +24,30 @@ void redirect(const std::filesystem::path& file, int descriptor) {
     if (opened >= 0) {
         dup2(opened, descriptor);
     }
+}
+
+/// Whether a process may have a package folder of its own here. Tried once, in a process that ends.
+bool canHaveFolders() {
+    static const bool can = [] {
+        const pid_t child = fork();
+        if (child == 0) {
+            _exit(PrivatePackageFolder::make().empty() ? 0 : 1);
+        }
+        int status = 1;
+        return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+    }();
+    return can;
+}
+
+/// Waits for the turn of this program among all of this machine.
+/// @return the descriptor that holds it
+int takeTurn() {
+    const auto file = std::filesystem::temp_directory_path() / "zerith-markers-tests.lock";
+    const int turn = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (turn < 0 || flock(turn, LOCK_EX) != 0) {
+        throw std::runtime_error("cannot lock " + file.string());
+    }
+    return turn;
 }
 
 } // namespace
@@ -41,6 +68,9 @@ ApplicationProcess::~ApplicationProcess() {
     if (running()) {
         signal(SIGKILL);
         (void)reap(0);
+    }
+    if (m_turn >= 0) {
+        close(m_turn);
     }
 }
 
@@ -100,6 +130,10 @@ void ApplicationProcess::start() {
         throw std::logic_error("the program runs already");
     }
     writeConfiguration();
+    const bool hasFolder = canHaveFolders();
+    if (!hasFolder && m_turn < 0) {
+        m_turn = takeTurn();
+    }
     m_end.reset();
     m_journalLinesBefore = journal().size();
     const std::string config = m_dir / "hostcam.conf";
@@ -124,6 +158,9 @@ void ApplicationProcess::start() {
         }
         redirect(output, STDOUT_FILENO);
         redirect(output, STDERR_FILENO);
+        if (hasFolder && !PrivatePackageFolder::make().empty()) {
+            _exit(126);
+        }
         if (chdir(packageDir().c_str()) == 0) {
             execl(m_program.c_str(), m_program.c_str(), static_cast<char*>(nullptr));
         }
@@ -144,6 +181,10 @@ std::optional<ApplicationProcess::End> ApplicationProcess::reap(int options) {
     int status = 0;
     if (waitpid(m_pid, &status, options) == m_pid) {
         m_pid = -1;
+        if (m_turn >= 0) {
+            close(m_turn);
+            m_turn = -1;
+        }
         m_end = WIFEXITED(status) ? End{true, WEXITSTATUS(status)} : End{false, WTERMSIG(status)};
     }
     return m_end;
@@ -200,6 +241,15 @@ bool ApplicationProcess::waitForMainLoop(std::chrono::milliseconds deadline) {
             return seen >= kEnough;
         },
         deadline);
+}
+
+std::filesystem::path ApplicationProcess::socket() const {
+    const std::filesystem::path path = PrivatePackageFolder::kHtml / "zerith_markers_fcgi.socket";
+    if (!canHaveFolders()) {
+        return path;
+    }
+    // As the process itself sees its files.
+    return "/proc/" + std::to_string(m_pid) + "/root" + path.string();
 }
 
 std::string ApplicationProcess::log() const {

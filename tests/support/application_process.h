@@ -52,6 +52,10 @@ class ApplicationProcess {
     /// process.
     void blockTerminationAtStart(bool block) { m_blockTermination = block; }
 
+    /// Starts the program, in a package folder at the fixed path that is its own, so that programs
+    /// of several tests, or an installed one, do not take the web service's socket from each other.
+    /// Where the machine does not let a process have that, one program runs at a time: the call
+    /// waits.
     void start();
 
     /// Sends a signal to the running process.
@@ -69,6 +73,9 @@ class ApplicationProcess {
     [[nodiscard]] bool waitForMainLoop(std::chrono::milliseconds deadline);
 
     [[nodiscard]] bool running();
+
+    /// The web service's socket, as other processes reach it.
+    [[nodiscard]] std::filesystem::path socket() const;
 
     /// The log file as text.
     [[nodiscard]] std::string log() const;
@@ -98,6 +105,7 @@ class ApplicationProcess {
     std::size_t m_journalLinesBefore = 0; ///< of earlier runs
     pid_t m_pid = -1;
     std::optional<End> m_end;
+    int m_turn = -1; ///< held while the program runs, where folders of their own are not to be had
 };
 
 } // namespace testing_support

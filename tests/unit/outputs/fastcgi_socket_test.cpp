@@ -17,8 +17,8 @@
 
 #include "outputs/fastcgi_service.h"
 #include "tests/support/log_lines.h"
+#include "tests/support/private_package_folder.h"
 #include "tests/unit/outputs/fcgi_client.h"
-#include "tests/unit/outputs/private_package_folder.h"
 #include "tests/unit/outputs/web_service_modules.h"
 
 namespace {
@@ -48,6 +48,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing_support::logLines;
+using testing_support::PrivatePackageFolder;
 using Parameters = std::map<std::string, std::string>;
 
 const std::string kPath = PrivatePackageFolder::kHtml / "zerith_markers_fcgi.socket";

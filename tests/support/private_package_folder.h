@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <string>
 
+namespace testing_support {
+
 class PrivatePackageFolder {
   public:
     /// Makes the folder for the calling thread and the threads it creates from now on.
@@ -16,3 +18,5 @@ class PrivatePackageFolder {
     /// The folder that the web service's socket is in.
     static inline const std::filesystem::path kHtml = "/usr/local/packages/zerith_markers/html";
 };
+
+} // namespace testing_support

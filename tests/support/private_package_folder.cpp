@@ -1,4 +1,4 @@
-#include "tests/unit/outputs/private_package_folder.h"
+#include "tests/support/private_package_folder.h"
 
 #include <cerrno>
 #include <fstream>
@@ -9,6 +9,7 @@
 
 #include <sched.h>
 
+namespace testing_support {
 namespace {
 
 std::string reason(const std::string& what) {
@@ -31,6 +32,12 @@ bool enterNamespace() {
     return true;
 }
 
+/// The least that must be hidden, so that a tree or a program below /usr/local stays in sight.
+const char* coveredFolder() {
+    const std::filesystem::path packages = PrivatePackageFolder::kHtml.parent_path().parent_path();
+    return std::filesystem::is_directory(packages) ? "/usr/local/packages" : "/usr/local";
+}
+
 } // namespace
 
 std::string PrivatePackageFolder::make() {
@@ -38,10 +45,12 @@ std::string PrivatePackageFolder::make() {
         return reason("no mount namespace");
     }
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("none", "/usr/local", "tmpfs", 0, nullptr) != 0) {
+        mount("none", coveredFolder(), "tmpfs", 0, nullptr) != 0) {
         return reason("no mount");
     }
     std::error_code failure;
     std::filesystem::create_directories(kHtml, failure);
     return failure ? "no folder: " + failure.message() : "";
 }
+
+} // namespace testing_support
