@@ -45,6 +45,8 @@ void printConfiguration() {
               << "aspect-ratio=" << config->aspectRatio << '\n'
               << "rotation=" << config->rotation << '\n'
               << "state=" << hostcam::escapeValue(config->stateDirectory) << '\n'
+              << "http-address=" << hostcam::escapeValue(config->httpAddress) << '\n'
+              << "http-port=" << config->httpPort << '\n'
               << "viewer=" << (watched ? hostcam::toText(config->viewers.front().size) : "0x0")
               << '\n';
 }

@@ -97,6 +97,13 @@ stand_in() {
 # shellcheck disable=SC2034 # the cases use it
 run=$root/run
 
+# A port that nobody has, so that no server of this machine is in the way of ./run's.
+until [ -n "${ZERITH_PORT:-}" ]; do
+    ZERITH_PORT=$((20000 + RANDOM % 10000))
+    ! (exec 3<>"/dev/tcp/127.0.0.1/$ZERITH_PORT") 2>/dev/null || ZERITH_PORT=""
+done
+export ZERITH_PORT
+
 
 # test_data FILE: sets `data` to one of the test pictures and videos that may lie beside the tree.
 test_data() {

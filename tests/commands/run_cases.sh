@@ -80,7 +80,7 @@ works_from_any_folder_by_any_path() {
     [ -s "a state/parameters.conf" ]
     ln -s "$run" linked
     expect 0 ./linked --duration 0.5
-    expect 0 env -i "$run" --duration 0.5
+    expect 0 env -i "$run" --duration 0.5 --port "$ZERITH_PORT"
 }
 
 parameters_are_read_by_the_next_run() {

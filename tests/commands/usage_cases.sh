@@ -5,7 +5,7 @@
 help_names_each_option() {
     local option
     expect 0 "$run" --help
-    for option in --source --set --factory --state --config --duration --no-build --cache --help; do
+    for option in --source --set --factory --state --config --duration --port --address --login --no-build --cache --help; do
         has out " $option"
     done
     expect 0 "$root/test" --help
@@ -31,7 +31,7 @@ unknown_option_is_a_usage_error() {
 
 missing_value_is_a_usage_error() {
     local option
-    for option in --source --set --state --config --duration; do
+    for option in --source --set --state --config --duration --port --address --login; do
         expect 2 "$run" "$option"
         has err "$option takes a value"
     done
