@@ -1,5 +1,6 @@
 #include "platform/hostcam/config.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -60,6 +61,11 @@ double toFramerate(const std::string& text) {
         throw NotAllowed{"a number above 0, at most 1000"};
     }
     return value;
+}
+
+bool isControl(char c) {
+    const auto code = static_cast<unsigned char>(c);
+    return code < 0x20 || code == 0x7F;
 }
 
 std::string trimmed(const std::string& text) {
@@ -173,14 +179,33 @@ std::string toSerial(const std::string& text) {
 }
 
 std::string toBroker(const std::string& text) {
-    const std::size_t colon = text.rfind(':');
-    unsigned port = 0;
-    if (!text.empty() && (colon == std::string::npos || colon == 0 ||
-                          !readNumber(std::string_view(text).substr(colon + 1), port) ||
-                          port == 0 || port > 65535)) {
+    if (!text.empty() && !parseBroker(text)) {
         throw NotAllowed{"host:port, or nothing"};
     }
     return text;
+}
+
+/// A text that MQTT can carry.
+std::string toMqttText(const std::string& text) {
+    if (text.empty() || text.size() > 1000 ||
+        g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) == FALSE ||
+        std::any_of(text.begin(), text.end(), isControl)) {
+        throw NotAllowed{"a text in UTF-8 of 1 to 1000 bytes"};
+    }
+    return text;
+}
+
+std::string toTopicPrefix(const std::string& text) {
+    if (text.find_first_of("+#") != std::string::npos) {
+        throw NotAllowed{"a topic without + and #"};
+    }
+    return toMqttText(text);
+}
+
+MqttRetain toRetain(const std::string& text) {
+    const std::string word = oneOf(text, {"none", "property", "all"});
+    return word == "none" ? MqttRetain::None
+                          : (word == "all" ? MqttRetain::All : MqttRetain::Property);
 }
 
 using Reader = std::function<void(Config&, const std::string&)>;
@@ -216,8 +241,14 @@ const std::map<std::string, Reader>& readers() {
         {"http/address", [](Config& c, const string& v) { c.httpAddress = notEmpty(v); }},
         {"http/port", [](Config& c, const string& v) { c.httpPort = toUnsigned(v, 0, 65535); }},
         {"mqtt/broker", [](Config& c, const string& v) { c.mqttBroker = toBroker(v); }},
-        {"mqtt/topic-prefix", [](Config& c, const string& v) { c.mqttTopicPrefix = notEmpty(v); }},
-        {"mqtt/client-id", [](Config& c, const string& v) { c.mqttClientId = notEmpty(v); }},
+        {"mqtt/topic-prefix",
+         [](Config& c, const string& v) { c.mqttTopicPrefix = toTopicPrefix(v); }},
+        {"mqtt/client-id", [](Config& c, const string& v) { c.mqttClientId = toMqttText(v); }},
+        {"mqtt/qos",
+         [](Config& c, const string& v) {
+             c.mqttQos = std::stoi(oneOf(v, {"0", "1", "2"}));
+         }},
+        {"mqtt/retain", [](Config& c, const string& v) { c.mqttRetain = toRetain(v); }},
     };
     return *table;
 }
@@ -273,6 +304,28 @@ Holder& holder() {
 
 std::string toText(Size size) {
     return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+std::optional<BrokerAddress> parseBroker(std::string_view text) {
+    const std::size_t colon = text.rfind(':');
+    int port = 0;
+    if (colon == std::string_view::npos || !readNumber(text.substr(colon + 1), port) || port < 1 ||
+        port > 65535) {
+        return std::nullopt;
+    }
+    std::string_view host = text.substr(0, colon);
+    const bool bracketed = host.starts_with('[') && host.ends_with(']') && host.size() > 2;
+    if (bracketed) {
+        host = host.substr(1, host.size() - 2);
+    }
+    const auto isForbidden = [](char c) {
+        return isControl(c) || std::string_view(" /[]@").find(c) != std::string_view::npos;
+    };
+    if (host.empty() || (!bracketed && host.find(':') != std::string_view::npos) ||
+        std::any_of(host.begin(), host.end(), isForbidden)) {
+        return std::nullopt;
+    }
+    return BrokerAddress{std::string(host), port};
 }
 
 Config parseConfig(std::string_view text, const std::string& name) {

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -33,6 +34,21 @@ struct ViewerStream {
 
     bool operator==(const ViewerStream&) const = default;
 };
+
+/// Where an MQTT broker listens.
+struct BrokerAddress {
+    std::string host; ///< a name, or an address without brackets
+    int port = 0;
+
+    bool operator==(const BrokerAddress&) const = default;
+};
+
+/// The address that a text "host:port" names; the host may be an IPv6 address in brackets.
+/// @return none when the text is none
+[[nodiscard]] std::optional<BrokerAddress> parseBroker(std::string_view text);
+
+/// Which events a broker is to keep for those who come later.
+enum class MqttRetain { None, Property, All };
 
 /// Thrown for a configuration that cannot be read or holds a wrong value. The text names the file,
 /// the key, the value and what is allowed.
@@ -71,6 +87,9 @@ struct Config {
     std::string mqttBroker;               ///< [mqtt] broker: host:port, empty: off
     std::string mqttTopicPrefix = "axis"; ///< [mqtt] topic-prefix
     std::string mqttClientId = "hostcam"; ///< [mqtt] client-id
+    int mqttQos = 1;                      ///< [mqtt] qos: 0, 1 or 2
+    MqttRetain mqttRetain =
+        MqttRetain::None; ///< [mqtt] retain: none, property (stateful events) or all
 };
 
 /// Reads a configuration.

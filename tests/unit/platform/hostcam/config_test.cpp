@@ -52,21 +52,23 @@ TEST(ConfigTest, AnEmptyTextGivesTheDefaults) {
     EXPECT_EQ(config.mqttBroker, "");
     EXPECT_EQ(config.mqttTopicPrefix, "axis");
     EXPECT_EQ(config.mqttClientId, "hostcam");
+    EXPECT_EQ(config.mqttQos, 1);
+    EXPECT_EQ(config.mqttRetain, hostcam::MqttRetain::None);
 }
 
 TEST(ConfigTest, EveryKeyIsRead) {
-    const Config config =
-        parseConfig("# a comment\n"
-                    "[camera]\nsource=/some/video.mp4\nloop=false\n"
-                    "framerate=29.97\nrotation=270\naspect-ratio=4:3\n"
-                    "product=A camera\nserial=ACCC8E012345\n"
-                    "resolutions=800x600, 640x480\nbuffers=2\npitch-align=64\n"
-                    "[scene]\nseed=4294967295\ndictionary=4x4\nids=0, 49\n"
-                    "[state]\ndirectory=/some/state\n"
-                    "[viewers]\nstreams=640x360,1280x720:mirrored\n"
-                    "[http]\naddress=0.0.0.0\nport=0\n"
-                    "[mqtt]\nbroker=localhost:1883\ntopic-prefix=t\nclient-id=c\n",
-                    "camera.conf");
+    const Config config = parseConfig("# a comment\n"
+                                      "[camera]\nsource=/some/video.mp4\nloop=false\n"
+                                      "framerate=29.97\nrotation=270\naspect-ratio=4:3\n"
+                                      "product=A camera\nserial=ACCC8E012345\n"
+                                      "resolutions=800x600, 640x480\nbuffers=2\npitch-align=64\n"
+                                      "[scene]\nseed=4294967295\ndictionary=4x4\nids=0, 49\n"
+                                      "[state]\ndirectory=/some/state\n"
+                                      "[viewers]\nstreams=640x360,1280x720:mirrored\n"
+                                      "[http]\naddress=0.0.0.0\nport=0\n"
+                                      "[mqtt]\nbroker=localhost:1883\ntopic-prefix=t\nclient-id=c\n"
+                                      "qos=2\nretain=property\n",
+                                      "camera.conf");
     EXPECT_EQ(config.source, "/some/video.mp4");
     EXPECT_FALSE(config.loop);
     EXPECT_EQ(config.framerate, 29.97);
@@ -88,6 +90,8 @@ TEST(ConfigTest, EveryKeyIsRead) {
     EXPECT_EQ(config.mqttBroker, "localhost:1883");
     EXPECT_EQ(config.mqttTopicPrefix, "t");
     EXPECT_EQ(config.mqttClientId, "c");
+    EXPECT_EQ(config.mqttQos, 2);
+    EXPECT_EQ(config.mqttRetain, hostcam::MqttRetain::Property);
 }
 
 TEST(ConfigTest, ListsMayBeEmptyWhereNothingIsASensibleAnswer) {
@@ -139,7 +143,25 @@ INSTANTIATE_TEST_SUITE_P(
         WrongValue{"viewers", "streams", "640x360:turned"}, WrongValue{"viewers", "streams", "640"},
         WrongValue{"http", "port", "65536"}, WrongValue{"http", "address", ""},
         WrongValue{"mqtt", "broker", "localhost"}, WrongValue{"mqtt", "broker", ":1883"},
-        WrongValue{"mqtt", "broker", "localhost:0"}));
+        WrongValue{"mqtt", "broker", "localhost:0"}, WrongValue{"mqtt", "broker", "localhost:"},
+        WrongValue{"mqtt", "broker", "localhost:65536"},
+        WrongValue{"mqtt", "broker", "localhost:1883x"}, WrongValue{"mqtt", "broker", "[]:1883"},
+        WrongValue{"mqtt", "broker", "mqtt://localhost:1883"},
+        WrongValue{"mqtt", "broker", "user@localhost:1883"},
+        WrongValue{"mqtt", "broker", "local host:1883"}, WrongValue{"mqtt", "broker", "::1:1883"},
+        WrongValue{"mqtt", "topic-prefix", ""}, WrongValue{"mqtt", "topic-prefix", "a/#"},
+        WrongValue{"mqtt", "topic-prefix", "+"}, WrongValue{"mqtt", "topic-prefix", "\xff"},
+        WrongValue{"mqtt", "client-id", ""}, WrongValue{"mqtt", "client-id", "\xc3("},
+        WrongValue{"mqtt", "qos", "3"}, WrongValue{"mqtt", "qos", "-1"},
+        WrongValue{"mqtt", "qos", ""}, WrongValue{"mqtt", "retain", "yes"}));
+
+TEST(ConfigTest, ABrokerIsANameOrAnAddressAndAPort) {
+    using hostcam::BrokerAddress;
+    EXPECT_EQ(hostcam::parseBroker("localhost:1883"), (BrokerAddress{"localhost", 1883}));
+    EXPECT_EQ(hostcam::parseBroker("192.0.2.1:1"), (BrokerAddress{"192.0.2.1", 1}));
+    EXPECT_EQ(hostcam::parseBroker("[::1]:65535"), (BrokerAddress{"::1", 65535}));
+    EXPECT_EQ(hostcam::parseBroker(""), std::nullopt);
+}
 
 TEST(ConfigTest, AnIdThatTheDictionaryHasNotIsRefusedInWhateverOrderTheyStand) {
     EXPECT_THAT(errorOf("[scene]\nids=50\ndictionary=4x4\n"), HasSubstr("0 to 49"));
