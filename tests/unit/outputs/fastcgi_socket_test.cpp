@@ -16,9 +16,9 @@
 #include <gtest/gtest.h>
 
 #include "outputs/fastcgi_service.h"
+#include "tests/support/fcgi_client.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/private_package_folder.h"
-#include "tests/unit/outputs/fcgi_client.h"
 #include "tests/unit/outputs/web_service_modules.h"
 
 namespace {
@@ -47,6 +47,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using testing_support::FcgiClient;
 using testing_support::logLines;
 using testing_support::PrivatePackageFolder;
 using Parameters = std::map<std::string, std::string>;

@@ -1,4 +1,4 @@
-#include "tests/unit/outputs/fcgi_client.h"
+#include "tests/support/fcgi_client.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+namespace testing_support {
 namespace {
 
 constexpr int kDeadlineMilliseconds = 10000;
@@ -132,3 +133,5 @@ std::optional<std::string> FcgiClient::ask(const std::string& path,
                       client.input(body) && client.endOfInput();
     return sent ? client.answer() : std::nullopt;
 }
+
+} // namespace testing_support

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+namespace testing_support {
+
 class FcgiClient {
   public:
     /// Connects. @throws std::runtime_error when nobody listens
@@ -48,3 +50,5 @@ class FcgiClient {
 
     int m_socket;
 };
+
+} // namespace testing_support
