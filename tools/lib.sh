@@ -65,11 +65,15 @@ as_root() {
 
 # --- packages -------------------------------------------------------------------------------------
 
-# Prints the packages of the groups that are not installed. Asks dpkg's own records only.
+# Prints the packages of the groups that are not installed. Asks dpkg's own records only, and PATH for
+# those that a command stands for.
 missing_packages() {
-    local wanted
-    wanted=$(awk -v groups=" $* " '/^[a-z]/ && index(groups, " " $1 " ") { print $2 }' \
-        "$root/tools/packages.txt")
+    local wanted="" group package command
+    while read -r group package command; do
+        [[ " $* " == *" $group "* ]] || continue
+        [ -n "$command" ] && command -v "$command" >/dev/null || wanted+=" $package"
+    done < <(grep '^[a-z]' "$root/tools/packages.txt")
+    [ -n "$wanted" ] || return 0
     # shellcheck disable=SC2086 # one word a package
     { dpkg-query -W -f '${db:Status-Status} ${Package}\n' $wanted 2>/dev/null || true; } |
         awk -v wanted="$wanted" '$1 == "installed" { have[$2] = 1 }
