@@ -1,7 +1,10 @@
 // Picture conversions beside a plain copy of as many bytes.
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -37,7 +40,9 @@ void convertWhole(unsigned width, unsigned height, int rounds) {
 
 /// Opens a stream of the built-in scene, whose frames are not looked at, for its rotation copies.
 void rotate(unsigned width, unsigned height, int rounds) {
-    setenv("HOSTCAM_CONFIG", "/dev/null", 1);
+    const auto config = std::filesystem::temp_directory_path() / "zerith-conversion-bench.conf";
+    std::ofstream(config) << "[http]\nport=0\n";
+    setenv("HOSTCAM_CONFIG", config.c_str(), 1);
     const std::size_t bytes = std::size_t{width} * height * 3;
     Bytes from(bytes, 1);
     Bytes to(bytes);
@@ -51,6 +56,7 @@ void rotate(unsigned width, unsigned height, int rounds) {
                        {"rotate270", [&] { source.rotate270(from.data(), to.data()); }},
                        {"rotate270_R90", [&] { source.rotate270_R90(from.data(), to.data()); }}},
                       rounds);
+    std::filesystem::remove(config);
 }
 
 } // namespace

@@ -136,8 +136,10 @@ void OverlayService::init(const axoverlay_settings* settings) {
     }
     const std::shared_ptr<const Config> config = currentConfig();
     std::vector<Stream> streams = selectStreams(configuredStreams(*config), {}, callbacks.select);
+    std::shared_ptr<HttpService> http = openHttpService();
     const std::lock_guard lock(m_mutex);
     m_open = true;
+    m_http = std::move(http);
     m_callbacks = callbacks;
     m_streams = std::move(streams);
     m_largest = *std::max_element(
@@ -151,9 +153,11 @@ void OverlayService::cleanup() {
         reportMisuse("axoverlay_cleanup was called from a callback");
         return;
     }
+    std::shared_ptr<HttpService> http; // let go last, as its end may take a moment
     const std::lock_guard drawing(m_drawing);
     {
         const std::lock_guard lock(m_mutex);
+        http.swap(m_http);
         m_open = false;
         m_prepared = {};
         m_preparedBackend.reset();

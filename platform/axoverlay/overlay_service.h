@@ -21,6 +21,7 @@
 #include "platform/axoverlay/layer_pool.h"
 #include "platform/axoverlay/overlay_geometry.h"
 #include "platform/hostcam/config.h"
+#include "platform/hostcam/http_service.h"
 
 namespace hostcam {
 
@@ -109,6 +110,7 @@ class OverlayService {
     std::mutex m_drawing; ///< one redraw at a time; locked before m_mutex
     std::mutex m_mutex;   ///< guards what follows
     bool m_open = false;
+    std::shared_ptr<HttpService> m_http; ///< held while overlays are in use
     bool m_drawAgain =
         false; ///< an overlay was destroyed by a callback of the redraw that is running
     OverlayCallbacks m_prepared; ///< by the setters

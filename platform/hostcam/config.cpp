@@ -10,7 +10,7 @@
 #include <sstream>
 #include <utility>
 
-#include <glib.h>
+#include <gio/gio.h>
 
 namespace hostcam {
 namespace {
@@ -171,6 +171,15 @@ std::string notEmpty(const std::string& text) {
     return text;
 }
 
+std::string toAddress(const std::string& text) {
+    GInetAddress* const address = g_inet_address_new_from_string(text.c_str());
+    if (address == nullptr) {
+        throw NotAllowed{"a numeric address, for example 127.0.0.1, ::1 or 0.0.0.0"};
+    }
+    g_object_unref(address);
+    return text;
+}
+
 std::string toSerial(const std::string& text) {
     if (text.size() != 12 || text.find_first_not_of("0123456789ABCDEF") != std::string::npos) {
         throw NotAllowed{"12 digits from 0 to 9 and A to F"};
@@ -238,7 +247,7 @@ const std::map<std::string, Reader>& readers() {
         {"scene/ids", [](Config& c, const string& v) { c.sceneIds = toIds(v); }},
         {"state/directory", [](Config& c, const string& v) { c.stateDirectory = notEmpty(v); }},
         {"viewers/streams", [](Config& c, const string& v) { c.viewers = toViewers(v); }},
-        {"http/address", [](Config& c, const string& v) { c.httpAddress = notEmpty(v); }},
+        {"http/address", [](Config& c, const string& v) { c.httpAddress = toAddress(v); }},
         {"http/port", [](Config& c, const string& v) { c.httpPort = toUnsigned(v, 0, 65535); }},
         {"mqtt/broker", [](Config& c, const string& v) { c.mqttBroker = toBroker(v); }},
         {"mqtt/topic-prefix",

@@ -81,7 +81,7 @@ struct Config {
     std::vector<ViewerStream> viewers = {
         {{1280, 720}, false}}; ///< [viewers] streams: WxH or WxH:mirrored
 
-    std::string httpAddress = "127.0.0.1"; ///< [http] address
+    std::string httpAddress = "127.0.0.1"; ///< [http] address: numeric
     unsigned httpPort = 8081;              ///< [http] port: 0 switches the endpoint off
 
     std::string mqttBroker;               ///< [mqtt] broker: host:port, empty: off

@@ -13,6 +13,9 @@ using std::chrono::duration_cast;
 using std::chrono::microseconds;
 using std::chrono::nanoseconds;
 
+/// Keeps roundings of rates like 29.97 from skipping a frame.
+constexpr double kRateGrain = 1e-6;
+
 nanoseconds frameTime(std::uint64_t number, double rate) {
     return nanoseconds(std::llround(static_cast<double>(number) * 1e9 / rate));
 }
@@ -23,6 +26,15 @@ void setTimer(int descriptor, const itimerspec& when) {
 }
 
 } // namespace
+
+std::uint64_t frameAfter(std::uint64_t number, double share) {
+    if (share >= 1.0) {
+        return number + 1;
+    }
+    const double count = std::floor(static_cast<double>(number) * share + kRateGrain);
+    const double next = std::ceil((count + 1.0) / share - kRateGrain);
+    return std::max(number + 1, static_cast<std::uint64_t>(next));
+}
 
 FrameAlarm::FrameAlarm() : m_timer(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)) {
     if (!m_timer) {

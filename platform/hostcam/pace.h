@@ -18,6 +18,12 @@ namespace hostcam {
 
 class Pace;
 
+/// The next of the camera's frames that belongs to a slower stream: the one at which the stream's
+/// own count goes up.
+/// @param number the camera's frame after which it is looked for
+/// @param share the stream's rate over the camera's; from 1 up every frame belongs to it
+[[nodiscard]] std::uint64_t frameAfter(std::uint64_t number, double share);
+
 /// A descriptor that poll() finds readable once a given frame is due.
 class FrameAlarm {
   public:

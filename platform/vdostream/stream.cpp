@@ -1,6 +1,6 @@
 #include "platform/vdostream/stream.h"
 
-#include <cmath>
+#include <algorithm>
 #include <utility>
 
 #include "platform/hostcam/nv12.h"
@@ -27,9 +27,6 @@ constexpr milliseconds kSourcePatience{1000};
 /// With a manual pace, a test that forgot to make a frame shall not hang.
 constexpr seconds kManualPatience{10};
 
-/// Keeps roundings of rates like 29.97 from skipping a frame.
-constexpr double kRateGrain = 1e-6;
-
 std::string nameOf(unsigned id) {
     return "stream " + std::to_string(id);
 }
@@ -37,8 +34,8 @@ std::string nameOf(unsigned id) {
 } // namespace
 
 Stream::Stream(unsigned id, const Values& asked, VdoBufferFinalizer finalizer)
-    : m_id(id), m_camera(Camera::open()), m_settings(readSettings(asked, m_camera->config())),
-      m_finalizer(finalizer),
+    : m_id(id), m_camera(Camera::open()), m_http(hostcam::openHttpService()),
+      m_settings(readSettings(asked, m_camera->config())), m_finalizer(finalizer),
       m_pool(BufferPool::create(id, m_settings.frameBytes(), m_settings.buffers)),
       m_asked(completeSettings(asked, m_settings)), m_framerate(m_settings.framerate) {}
 
@@ -116,20 +113,9 @@ int Stream::descriptor() {
     return m_alarm->descriptor();
 }
 
-/// The stream's own frames are those of the camera at which its count, at its lower rate, goes up.
-std::uint64_t Stream::frameAfter(std::uint64_t number) const {
-    const double share = m_framerate / m_camera->pace()->rate();
-    if (share >= 1.0) {
-        return number + 1;
-    }
-    const double count = std::floor(static_cast<double>(number) * share + kRateGrain);
-    const double next = std::ceil((count + 1.0) / share - kRateGrain);
-    return std::max(number + 1, static_cast<std::uint64_t>(next));
-}
-
 void Stream::passOver(std::uint64_t number) {
     const std::lock_guard lock(m_mutex);
-    m_wanted = frameAfter(number);
+    m_wanted = hostcam::frameAfter(number, m_framerate / m_camera->pace()->rate());
     if (m_alarm && !m_stopped) {
         m_camera->pace()->setAlarm(m_alarm, m_wanted);
     }

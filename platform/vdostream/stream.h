@@ -12,6 +12,7 @@
 
 #include "platform/hostcam/buffer_pool.h"
 #include "platform/hostcam/camera.h"
+#include "platform/hostcam/http_service.h"
 #include "platform/vdostream/map_values.h"
 #include "platform/vdostream/stream_settings.h"
 
@@ -56,12 +57,12 @@ class Stream {
 
   private:
     [[nodiscard]] std::uint64_t awaitFrame();
-    [[nodiscard]] std::uint64_t frameAfter(std::uint64_t number) const;
     void passOver(std::uint64_t number);
     void draw(const hostcam::Image& image, std::uint8_t* bytes);
 
     const unsigned m_id;
     const std::shared_ptr<hostcam::Camera> m_camera;
+    const std::shared_ptr<hostcam::HttpService> m_http; ///< held, so that it is there
     const StreamSettings m_settings; ///< its framerate is the one at the beginning
     const VdoBufferFinalizer m_finalizer;
     const std::shared_ptr<hostcam::BufferPool> m_pool;

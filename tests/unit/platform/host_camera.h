@@ -58,10 +58,11 @@ class HostCamera {
     HostCamera(const HostCamera&) = delete;
     HostCamera& operator=(const HostCamera&) = delete;
 
-    /// Starts the camera with another configuration and the same state folder.
+    /// Starts the camera with another configuration and the same state folder. The web endpoint is
+    /// off unless the configuration sets its port.
     void configure(const std::string& configuration) {
         writeFile(m_dir / "camera.conf",
-                  "[state]\ndirectory=" + state().string() + "\n" + configuration);
+                  "[http]\nport=0\n[state]\ndirectory=" + state().string() + "\n" + configuration);
         // NOLINTNEXTLINE(concurrency-mt-unsafe): tests set up one after another
         setenv("HOSTCAM_CONFIG", (m_dir / "camera.conf").c_str(), 1);
         hostcam::resetConfig();

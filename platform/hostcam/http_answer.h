@@ -1,0 +1,21 @@
+#pragma once
+
+// Answers to a request of the web endpoint. *The server's thread.*
+
+#include <string>
+
+#include <libsoup/soup.h>
+
+namespace hostcam {
+
+/// Answers with a line of text.
+/// @param status as HTTP counts it
+inline void answerText(SoupServerMessage* message, unsigned status, const std::string& text) {
+    soup_server_message_set_status(message, status, nullptr);
+    soup_message_headers_replace(soup_server_message_get_response_headers(message), "Cache-Control",
+                                 "no-store");
+    soup_server_message_set_response(message, "text/plain", SOUP_MEMORY_COPY, text.data(),
+                                     text.size());
+}
+
+} // namespace hostcam
