@@ -1,5 +1,6 @@
 #include "outputs/fastcgi_service.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstddef>
@@ -112,13 +113,18 @@ class Query {
     UriQueryListStructA* m_items = nullptr;
 };
 
-/// The request's CONTENT_LENGTH; nothing unless it is a decimal number from 0 to 1 MiB.
+/// The request's CONTENT_LENGTH; nothing unless it is a decimal number from 0 to 1 MiB. It may
+/// begin as numbers do for atoi(): with blanks and a plus.
 std::optional<std::size_t> contentLength(const FCGX_Request& request) {
     const char* const parameter = FCGX_GetParam("CONTENT_LENGTH", request.envp);
     if (parameter == nullptr) {
         return std::nullopt;
     }
-    const std::string_view text(parameter);
+    std::string_view text(parameter);
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
     std::size_t length = 0;
     const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), length);
     if (failure != std::errc() || end != text.data() + text.size() || length > kMaxBodyLength) {
@@ -135,6 +141,10 @@ struct GetAction {
 };
 
 std::string switchAlert(void (EventManager::*send)(std::string&)) {
+    if (g_EventManager == nullptr) {
+        g_Logger.error("switchAlert: There is no event manager");
+        return "";
+    }
     std::string name = kAlertName;
     (g_EventManager->*send)(name);
     return "";

@@ -228,6 +228,15 @@ TEST_F(FastcgiServiceTest, ManualAlertOffStopsTheAlertByHandAndAnswersWithoutHea
     EXPECT_FALSE(g_EventManager->isEventStartedManually("Zerith Markers Alert"));
 }
 
+TEST_F(FastcgiServiceTest, WithoutAnEventManagerTheAlertByHandIsLoggedAndAnswersNothing) {
+    delete g_EventManager;
+    g_EventManager = nullptr;
+
+    EXPECT_EQ(answerToAction("manual_markers_alert_on"), "Status: 200 OK\r\n\r\n");
+
+    EXPECT_THAT(logLines(), testing::Contains("error|switchAlert: There is no event manager"));
+}
+
 TEST_F(FastcgiServiceTest, GetAspectRatioAnswersTheSensorsRatio) {
     modules().aspectRatio = "4:3";
 
@@ -411,8 +420,8 @@ TEST_F(FastcgiServiceTest, ABodyMayHoldAnyBytesAndBeOneMebibyteLong) {
 }
 
 TEST_F(FastcgiServiceTest, ALengthThatIsNoneIsABadRequestAndIsLogged) {
-    for (const char* const length : {"-1", "-0", "abc", "", "12abc", " 5", "+5", "5 ", "0x10",
-                                     "1048577", "99999999999999999999999", "1.5"}) {
+    for (const char* const length : {"-1", "-0", "abc", "", "12abc", " ", "+", "+-5", "++5", "+ 5",
+                                     "5 ", "0x10", "1048577", "99999999999999999999999", "1.5"}) {
         forgetLog();
         Request request = post("/x?action=set_post_parameters", "0123456789");
         request.parameters["CONTENT_LENGTH"] = length;
@@ -423,6 +432,16 @@ TEST_F(FastcgiServiceTest, ALengthThatIsNoneIsABadRequestAndIsLogged) {
             << length;
     }
     EXPECT_THAT(modules().bodies, IsEmpty());
+}
+
+TEST_F(FastcgiServiceTest, ALengthMayBeginWithBlanksAndAPlus) {
+    for (const char* const length : {"5", " 5", "+5", " \t\n+05"}) {
+        Request request = post("/x?action=set_post_parameters", "0123456789");
+        request.parameters["CONTENT_LENGTH"] = length;
+
+        EXPECT_EQ(answer(request), "Status: 200 OK\r\n\r\n") << length;
+        EXPECT_EQ(modules().bodies.back(), "01234") << length;
+    }
 }
 
 TEST_F(FastcgiServiceTest, AMissingLengthIsABadRequest) {
