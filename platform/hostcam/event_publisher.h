@@ -25,7 +25,8 @@ class EventObserver {
     virtual void onEvent(const EventRecord& record) noexcept = 0;
 };
 
-/// Puts an event into the journal of the configuration in force and shows it to the observers. *Any
+/// Puts an event into the journal of the configuration in force and shows it to the observers; with
+/// the first one the publishing over MQTT begins, if the configuration names a broker. *Any
 /// thread.*
 /// @throws FileError, ConfigError; no observer has seen the event then
 void publishEvent(const EventRecord& record);
@@ -36,5 +37,9 @@ void addEventObserver(EventObserver& observer);
 
 /// Ends that; when this returns, the observer is not being called. *Any thread.*
 void removeEventObserver(EventObserver& observer);
+
+/// For tests that run several cameras in one process: lets go of the journal, and of the broker,
+/// until the next event.
+void resetEvents();
 
 } // namespace hostcam

@@ -15,7 +15,34 @@ struct TextDeleter {
     void operator()(gchar* text) const { g_free(text); }
 };
 
-std::string quoted(const std::string& text) {
+std::string numberText(double value) {
+    if (!std::isfinite(value)) {
+        return "null"; // JSON has no such number
+    }
+    std::array<char, 64> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+    return {digits.data(), end};
+}
+
+struct ToJson {
+    std::string operator()(std::monostate /*none*/) const { return "null"; }
+    std::string operator()(int value) const { return std::to_string(value); }
+    std::string operator()(bool value) const { return value ? "true" : "false"; }
+    std::string operator()(double value) const { return numberText(value); }
+    std::string operator()(const std::string& value) const { return jsonText(value); }
+};
+
+std::string objectText(const EventFields& fields) {
+    std::string result;
+    for (const auto& [key, value] : fields) {
+        result += (result.empty() ? "" : ",") + jsonText(key) + ":" + std::visit(ToJson{}, value);
+    }
+    return "{" + result + "}";
+}
+
+} // namespace
+
+std::string jsonText(const std::string& text) {
     const std::unique_ptr<gchar, TextDeleter> valid(
         g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
     constexpr std::string_view kDigits = "0123456789abcdef";
@@ -38,33 +65,6 @@ std::string quoted(const std::string& text) {
     return result + "\"";
 }
 
-std::string numberText(double value) {
-    if (!std::isfinite(value)) {
-        return "null"; // JSON has no such number
-    }
-    std::array<char, 64> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
-    return {digits.data(), end};
-}
-
-struct ToJson {
-    std::string operator()(std::monostate /*none*/) const { return "null"; }
-    std::string operator()(int value) const { return std::to_string(value); }
-    std::string operator()(bool value) const { return value ? "true" : "false"; }
-    std::string operator()(double value) const { return numberText(value); }
-    std::string operator()(const std::string& value) const { return quoted(value); }
-};
-
-std::string objectText(const EventFields& fields) {
-    std::string result;
-    for (const auto& [key, value] : fields) {
-        result += (result.empty() ? "" : ",") + quoted(key) + ":" + std::visit(ToJson{}, value);
-    }
-    return "{" + result + "}";
-}
-
-} // namespace
-
 std::string topicText(const std::vector<TopicPart>& topic) {
     std::string result;
     std::string nameSpace;
@@ -82,8 +82,8 @@ std::string topicText(const std::vector<TopicPart>& topic) {
 }
 
 std::string toJson(const EventRecord& record) {
-    std::string result = "{\"time\":" + quoted(record.time) +
-                         ",\"topic\":" + quoted(topicText(record.topic)) +
+    std::string result = "{\"time\":" + jsonText(record.time) +
+                         ",\"topic\":" + jsonText(topicText(record.topic)) +
                          ",\"stateful\":" + (record.stateful ? "true" : "false");
     if (record.what == EventRecord::What::Declared) {
         result += ",\"declared\":true";

@@ -40,6 +40,9 @@ struct EventRecord {
 /// "tnsaxis:A/B/C": a namespace stands where it is another than that of the part before.
 [[nodiscard]] std::string topicText(const std::vector<TopicPart>& topic);
 
+/// A text as JSON has it, in quotes. One that is no UTF-8 is made valid.
+[[nodiscard]] std::string jsonText(const std::string& text);
+
 /// The record as one JSON object, without a newline. Text that is no UTF-8 is made valid.
 [[nodiscard]] std::string toJson(const EventRecord& record);
 
