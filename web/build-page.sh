@@ -34,3 +34,4 @@ if ! node_modules/.bin/vite build --logLevel warn --outDir "$folder" --emptyOutD
     cat "$log" >&2
     fail "vite could not build the page (its words above)"
 fi
+node tools/check-page.mjs "$folder" || fail "the page that was built is not as it has to be (reason above)"
