@@ -70,8 +70,9 @@ void replaceUnsetMarkers(int (&markers)[kCoordinates]) {
 /// What a read gave: a text, or the reason why not.
 struct parameter_controller::ReadResult {
     bool isOk = false;
-    TextHandle text;           ///< null after a failure, or when the platform gave none
-    std::string error = "N/A"; ///< the platform's text after a failure
+    TextHandle text;               ///< null after a failure, or when the platform gave none
+    std::string error = "N/A";     ///< the platform's text after a failure
+    AXParameter* handle = nullptr; ///< what was read with, for releaseHandle() after a failure
 };
 
 parameter_controller::parameter_controller()
@@ -93,11 +94,16 @@ bool parameter_controller::ensureOpen(ErrorSlot& error) {
     return true;
 }
 
-/// Gives the handle back after a failed call. One that init_controller() could not open counts as
-/// given back from then on, so that the next call tries again. Called with g_platformMutex held.
-void parameter_controller::releaseHandle() {
-    if (!m_isReleased && m_Parameter != nullptr) {
-        ax_parameter_free(m_Parameter);
+/// Gives a handle back after a call with it has failed and that was logged. When another thread has
+/// done so in the meantime, nothing is left to do. One that init_controller() could not open counts
+/// as given back from then on, so that the next call tries again.
+void parameter_controller::releaseHandle(AXParameter* handle) {
+    const std::lock_guard lock(g_platformMutex);
+    if (m_isReleased || m_Parameter != handle) {
+        return;
+    }
+    if (handle != nullptr) {
+        ax_parameter_free(handle);
     }
     m_isReleased = true;
 }
@@ -125,6 +131,7 @@ void parameter_controller::init_controller(std::string app_name) {
 
 void parameter_controller::add_parameter(std::string name) {
     std::string failure;
+    AXParameter* handle = nullptr;
     {
         const std::lock_guard lock(g_platformMutex);
         ErrorSlot error;
@@ -134,9 +141,10 @@ void parameter_controller::add_parameter(std::string name) {
             return;
         }
         failure = error.message();
-        releaseHandle();
+        handle = m_Parameter;
     }
     g_Logger.error("add_parameter: Failed to add parameter " + name + ". Error: " + failure);
+    releaseHandle(handle);
 }
 
 // ---- Typed writers and readers
@@ -144,6 +152,7 @@ void parameter_controller::add_parameter(std::string name) {
 /// @param caller the writer that logs
 void parameter_controller::write(const char* caller, const std::string& name,
                                  const std::string& value) {
+    AXParameter* handle = nullptr;
     {
         const std::lock_guard lock(g_platformMutex);
         ErrorSlot error;
@@ -151,9 +160,10 @@ void parameter_controller::write(const char* caller, const std::string& name,
                                                   error.out()) != FALSE) {
             return;
         }
-        releaseHandle();
+        handle = m_Parameter;
     }
     g_Logger.error(std::string(caller) + ": Failed to save " + name);
+    releaseHandle(handle);
 }
 
 void parameter_controller::set_guint_parameter(std::string name, unsigned int value) {
@@ -172,8 +182,7 @@ void parameter_controller::set_string_parameter(std::string name, std::string va
     write("set_string_parameter", name, value);
 }
 
-parameter_controller::ReadResult parameter_controller::read(const std::string& name,
-                                                            bool releaseOnFailure) {
+parameter_controller::ReadResult parameter_controller::read(const std::string& name) {
     const std::lock_guard lock(g_platformMutex);
     ReadResult result;
     gchar* text = nullptr;
@@ -186,19 +195,20 @@ parameter_controller::ReadResult parameter_controller::read(const std::string& n
         // What a failing call may have left in `text` is not promised to be ours, so it is not
         // freed.
         result.error = error.message();
-        if (releaseOnFailure) {
-            releaseHandle();
-        }
     }
+    result.handle = m_Parameter;
     return result;
 }
 
 /// Reads one of the application's own parameters. @param caller the reader that logs
 std::string parameter_controller::readOwn(const char* caller, const std::string& name) {
-    const ReadResult result = read(name, true);
+    const ReadResult result = read(name);
     if (result.text == nullptr) {
         const std::string failure = "Failed to get " + name + " -> " + result.error;
         g_Logger.error(std::string(caller) + ": " + failure);
+        if (!result.isOk) {
+            releaseHandle(result.handle);
+        }
         throw std::runtime_error(failure);
     }
     return result.text.get();
@@ -271,7 +281,6 @@ void parameter_controller::save_config(ConfigParams c) {
 }
 
 void parameter_controller::list_params() {
-    std::string failure;
     std::vector<std::string> names;
     {
         const std::lock_guard lock(g_platformMutex);
@@ -282,13 +291,9 @@ void parameter_controller::list_params() {
             names.emplace_back(static_cast<const char*>(item->data));
         }
         g_list_free_full(list, g_free);
-        failure = error.isSet() ? error.message() : "";
     }
     for (const std::string& name : names) {
         g_Logger.error("list_params: Parameter in list: " + name);
-    }
-    if (!failure.empty()) {
-        g_Logger.error("list_params: Failed to list the parameters -> " + failure);
     }
 }
 
@@ -297,7 +302,7 @@ void parameter_controller::list_params() {
 std::string parameter_controller::findProdShortName() {
     std::string value;
     try {
-        const ReadResult result = read("root.Brand.ProdShortName", false);
+        const ReadResult result = read("root.Brand.ProdShortName");
         if (result.isOk) {
             value = textOf(result.text);
             g_Logger.info("findProdShortName: The value of root.Brand.ProdShortName is " + value);
@@ -314,7 +319,7 @@ std::string parameter_controller::findProdShortName() {
 int parameter_controller::find_rotation_parameter() {
     int rotation = 0;
     try {
-        const ReadResult result = read("root.Image.I0.Appearance.Rotation", false);
+        const ReadResult result = read("root.Image.I0.Appearance.Rotation");
         if (result.isOk) {
             // As atoi() does it, with a result for numbers that are too large.
             rotation = static_cast<int>(std::strtol(textOf(result.text).c_str(), nullptr, 10));
@@ -329,7 +334,7 @@ int parameter_controller::find_rotation_parameter() {
 }
 
 std::string parameter_controller::get_sensor_aspect_ratio() {
-    const ReadResult result = read("root.ImageSource.I0.Sensor.AspectRatio", false);
+    const ReadResult result = read("root.ImageSource.I0.Sensor.AspectRatio");
     if (result.text != nullptr) {
         return result.text.get();
     }

@@ -82,7 +82,7 @@ class parameter_controller {
     /// transaction: what fails is logged, and the others are written.
     void save_config(ConfigParams c);
 
-    /// Logs the names of all of the application's parameters.
+    /// Logs the names of all of the application's parameters; nothing when they cannot be listed.
     /// Deliberate: "Parameter in list: " + name stands at error level.
     void list_params();
 
@@ -107,8 +107,8 @@ class parameter_controller {
     struct ReadResult;
 
     bool ensureOpen(ErrorSlot& error);
-    void releaseHandle();
-    ReadResult read(const std::string& name, bool releaseOnFailure);
+    void releaseHandle(AXParameter* handle);
+    ReadResult read(const std::string& name);
     std::string readOwn(const char* caller, const std::string& name);
     void write(const char* caller, const std::string& name, const std::string& value);
 

@@ -157,9 +157,26 @@ TEST_F(ParameterStartTest, HandleThatCannotBeOpenedAgainFailsTheCallAndIsTriedAt
     EXPECT_THAT(logLines(),
                 ElementsAre("error|get_gint_parameter: Failed to get MarkersSeconds -> reason",
                             "error|set_guint_parameter: Failed to save MarkersSeconds",
-                            "error|add_parameter: Failed to add parameter Any. Error: reason",
-                            "error|list_params: Failed to list the parameters -> reason"));
+                            "error|add_parameter: Failed to add parameter Any. Error: reason"));
     EXPECT_EQ(controller.get_gint_parameter("MarkersSeconds"), 0);
+}
+
+TEST_F(ParameterStartTest, FailureIsLoggedBeforeTheHandleIsReleased) {
+    std::vector<std::vector<std::string>> loggedAtFree;
+    testing_support::onParameterFree([&] { loggedAtFree.push_back(logLines()); });
+    failNext("ax_parameter_add");
+    controller.add_parameter("Any");
+    failNext("ax_parameter_set");
+    controller.set_boolean_parameter("EulaAccepted", true);
+    failNext("ax_parameter_get");
+    EXPECT_THROW(controller.get_gint_parameter("MarkersSeconds"), std::runtime_error);
+    testing_support::onParameterFree({});
+    ASSERT_THAT(loggedAtFree, SizeIs(3));
+    EXPECT_THAT(loggedAtFree[0], ElementsAre("error|add_parameter: Failed to add parameter Any. "
+                                             "Error: reason"));
+    EXPECT_EQ(loggedAtFree[1].back(), "error|set_boolean_parameter: Failed to save EulaAccepted");
+    EXPECT_EQ(loggedAtFree[2].back(),
+              "error|get_gint_parameter: Failed to get MarkersSeconds -> reason");
 }
 
 TEST_F(ParameterStartTest, CameraWideReadersOpenAReleasedHandleToo) {
@@ -199,8 +216,13 @@ TEST_F(ParameterStartTest, FailuresOfSeveralThreadsNeverUseOrFreeAReleasedHandle
     use();
     other_thread.join();
     EXPECT_THAT(hostcam::misuses(), IsEmpty());
-    EXPECT_EQ(parameterCalls("free").size(), 50U);
-    EXPECT_EQ(parameterCalls("new").size(), 50U);
+    // Two threads may fail with one handle, which only one of them gives back. The last one to be
+    // opened may be in use still.
+    const std::size_t freed = parameterCalls("free").size();
+    const std::size_t opened = parameterCalls("new").size() + 1;
+    EXPECT_GE(freed, 25U);
+    EXPECT_LE(freed, 50U);
+    EXPECT_TRUE(opened == freed || opened == freed + 1) << opened << " opened, " << freed;
 }
 
 // ---- Free functions

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <utility>
 
 #include <axsdk/axparameter.h>
 #include <dlfcn.h>
@@ -10,6 +11,7 @@ namespace {
 
 std::mutex g_mutex;
 std::vector<std::string> g_calls; // guarded by g_mutex
+std::function<void()> g_onFree;   // changed while no other thread calls
 std::atomic<bool> g_givesNoValue{false};
 std::atomic<bool> g_skipsWrites{false};
 
@@ -36,6 +38,9 @@ AXParameter* ax_parameter_new(const gchar* app_name, GError** error) {
 }
 
 void ax_parameter_free(AXParameter* parameter) {
+    if (g_onFree) {
+        g_onFree();
+    }
     record("free");
     real<decltype(ax_parameter_free)>(__func__)(parameter);
 }
@@ -87,6 +92,10 @@ std::vector<std::string> parameterCalls(const std::string& word) {
 void forgetParameterCalls() {
     const std::lock_guard lock(g_mutex);
     g_calls.clear();
+}
+
+void onParameterFree(std::function<void()> function) {
+    g_onFree = std::move(function);
 }
 
 void skipWrites(bool skip) {

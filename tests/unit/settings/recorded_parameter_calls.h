@@ -4,6 +4,7 @@
 // recorded_parameter_calls.cpp has the service's functions twice: those it calls write down the
 // call and hand it on to the host camera's.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,9 @@ namespace testing_support {
 [[nodiscard]] std::vector<std::string> parameterCalls(const std::string& word);
 
 void forgetParameterCalls();
+
+/// Has a function called at the beginning of every ax_parameter_free(); an empty one: no longer.
+void onParameterFree(std::function<void()> function);
 
 /// Has every ax_parameter_set() succeed without storing anything or being written down, for tests
 /// that save very often; or no longer.
