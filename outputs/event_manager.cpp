@@ -19,24 +19,21 @@ constexpr const char* kNamespace = "tnsaxis";
 constexpr const char* kTopic0 = "CameraApplicationPlatform";
 constexpr const char* kTopic1 = "ZerithMarkersApplication";
 
-/// Logs what a declaration can do without: it is made all the same.
-void warnUnless(gboolean done, const std::string& caller, const std::string& what) {
-    if (!done) {
-        g_Logger.warning(caller + ": " + what);
-    }
+// What follows is no reason to give a declaration up: without it the event is declared with fewer
+// labels, or the declaration itself is refused, and that is logged.
+
+void nameTopic(AXEventKeyValueSet* set, const char* keyNiceName, const std::string& name) {
+    static_cast<void>(ax_event_key_value_set_add_nice_names(set, "topic2", kNamespace, keyNiceName,
+                                                            name.c_str(), nullptr));
 }
 
-void nameTopic(AXEventKeyValueSet* set, const std::string& caller, const char* keyNiceName,
-               const std::string& name) {
-    warnUnless(ax_event_key_value_set_add_nice_names(set, "topic2", kNamespace, keyNiceName,
-                                                     name.c_str(), nullptr),
-               caller, "Failed to add nice names to event " + name);
+void markAsData(AXEventKeyValueSet* set, const char* key) {
+    static_cast<void>(ax_event_key_value_set_mark_as_data(set, key, nullptr, nullptr));
 }
 
-void markAsData(AXEventKeyValueSet* set, const std::string& caller, const char* key,
-                const std::string& name) {
-    warnUnless(ax_event_key_value_set_mark_as_data(set, key, nullptr, nullptr), caller,
-               std::string("Failed to mark ") + key + " as data of event " + name);
+void addPlaceholder(AXEventKeyValueSet* set) {
+    static_cast<void>(ax_event_key_value_set_add_key_value(set, "payload", nullptr, "placeholder",
+                                                           AX_VALUE_TYPE_STRING, nullptr));
 }
 
 /// Sends an event with the keys of a set and the present time. @return whether it was taken
@@ -95,8 +92,8 @@ void EventManager::addEvent(const std::string& name) {
         g_Logger.error("addEvent: Error creating key value set for event " + name);
         return;
     }
-    markAsData(set.get(), "addEvent", "active", name);
-    nameTopic(set.get(), "addEvent", "Zerith Markers", name);
+    markAsData(set.get(), "active");
+    nameTopic(set.get(), "Zerith Markers", name);
     declareAndRegister("addEvent", name, set.get(), false);
 }
 
@@ -115,12 +112,10 @@ void EventManager::addDataEvent() {
         g_Logger.error("addDataEvent: Error creating key value set for event " + name);
         return;
     }
-    warnUnless(ax_event_key_value_set_add_key_value(set.get(), "payload", nullptr, "placeholder",
-                                                    AX_VALUE_TYPE_STRING, nullptr),
-               "addDataEvent", "Failed to add payload to event " + name);
-    markAsData(set.get(), "addDataEvent", "payload", name);
+    addPlaceholder(set.get());
+    markAsData(set.get(), "payload");
     // Deliberate: the capital A in the second word. The label differs so from the alert's.
-    nameTopic(set.get(), "addDataEvent", "Zerith MArkers", name);
+    nameTopic(set.get(), "Zerith MArkers", name);
     declareAndRegister("addDataEvent", name, set.get(), true);
 }
 

@@ -178,14 +178,19 @@ TEST_F(EventManagerTest, AnEventIsDeclaredAlsoWithoutItsMarksAndNiceNames) {
 
     m_manager->addDataEvent();
 
-    EXPECT_THAT(logLines(),
-                testing::IsSupersetOf(
-                    {"warning|addDataEvent: Failed to add payload to event Zerith Markers Data",
-                     "warning|addDataEvent: Failed to mark payload as data of event Zerith Markers "
-                     "Data",
-                     "warning|addDataEvent: Failed to add nice names to event Zerith Markers Data",
-                     "info|addDataEvent: Successfully declared event Zerith Markers Data. "
-                     "Declaration ID=1"}));
+    m_manager->addEvent(kAlert);
+
+    EXPECT_THAT(axevent_stand_in::callsOf("ax_event_handler_declare").size(), 2U);
+    EXPECT_THAT(
+        logLines(),
+        ElementsAre(
+            "info|addDataEvent: EventManager::addDataEvent called",
+            "info|addDataEvent: Successfully declared event Zerith Markers Data. Declaration ID=1",
+            "info|registerEvent: EventManager registering event Zerith Markers Data to "
+            "DeclarationID=1",
+            "info|addEvent: Successfully declared event Zerith Markers Alert. Declaration ID=2",
+            "info|registerEvent: EventManager registering event Zerith Markers Alert to "
+            "DeclarationID=2"));
 }
 
 TEST_F(EventManagerTest, StartingTwiceSendsOneEventAndLogsOneWarning) {
