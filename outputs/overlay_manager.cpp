@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include <vdo-channel.h>
+#include <vdo-types.h>
 
 #include "core/Logger.h"
 #include "core/handles.h"

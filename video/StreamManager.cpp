@@ -5,6 +5,7 @@
 #include <memory>
 
 #include <vdo-channel.h>
+#include <vdo-types.h>
 
 #include "core/Logger.h"
 #include "core/handles.h"

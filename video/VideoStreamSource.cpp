@@ -9,6 +9,11 @@
 #include <stdexcept>
 #include <system_error>
 
+#include <vdo-buffer.h>
+#include <vdo-map.h>
+#include <vdo-stream.h>
+#include <vdo-types.h>
+
 #include "core/Logger.h"
 #include "core/handles.h"
 #include "video/imgconverter.h"
