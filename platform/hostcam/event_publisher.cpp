@@ -32,6 +32,7 @@ Publisher& publisher() {
 struct Mqtt {
     std::mutex mutex;
     std::shared_ptr<MqttPublisher> publisher; // guarded by mutex; null: off
+    MqttTiming timing;                        // guarded by mutex
 
     std::shared_ptr<MqttPublisher> current() {
         const std::lock_guard lock(mutex);
@@ -40,6 +41,10 @@ struct Mqtt {
     std::shared_ptr<MqttPublisher> exchange(std::shared_ptr<MqttPublisher> next) {
         const std::lock_guard lock(mutex);
         return std::exchange(publisher, std::move(next));
+    }
+    MqttTiming currentTiming() {
+        const std::lock_guard lock(mutex);
+        return timing;
     }
 };
 
@@ -64,7 +69,7 @@ void useBrokerOf(const Config& config) {
     static std::once_flag atEnd;
     std::call_once(atEnd, [] { (void)std::atexit(finishMqtt); });
     try {
-        mqtt().exchange(std::make_shared<MqttPublisher>(config));
+        mqtt().exchange(std::make_shared<MqttPublisher>(config, mqtt().currentTiming()));
     } catch (const std::exception& problem) {
         warn("events are not published over MQTT: " + std::string(problem.what()));
     }
@@ -110,6 +115,12 @@ void resetEvents() {
     all.journal.reset();
     all.config.reset();
     mqtt().exchange(nullptr).reset();
+}
+
+void setMqttTiming(const MqttTiming& timing) {
+    Mqtt& all = mqtt();
+    const std::lock_guard lock(all.mutex);
+    all.timing = timing;
 }
 
 } // namespace hostcam

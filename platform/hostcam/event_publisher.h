@@ -11,6 +11,8 @@
 
 namespace hostcam {
 
+struct MqttTiming;
+
 /// Sees each event that was journalled.
 class EventObserver {
   public:
@@ -41,5 +43,8 @@ void removeEventObserver(EventObserver& observer);
 /// For tests that run several cameras in one process: lets go of the journal, and of the broker,
 /// until the next event.
 void resetEvents();
+
+/// For tests: how patient the publishing over MQTT is when it begins the next time.
+void setMqttTiming(const MqttTiming& timing);
 
 } // namespace hostcam

@@ -15,7 +15,16 @@ namespace testing_support {
 
 class MqttTest : public EventTest {
   protected:
-    ~MqttTest() override { hostcam::resetEvents(); }
+    MqttTest() {
+        // However slow this machine is, the thread is waited for.
+        hostcam::MqttTiming timing;
+        timing.ending = std::chrono::hours(1);
+        hostcam::setMqttTiming(timing);
+    }
+    ~MqttTest() override {
+        hostcam::resetEvents();
+        hostcam::setMqttTiming({});
+    }
 
     /// @param more further lines of the group
     void useBroker(const std::string& address, const std::string& more = "") {
