@@ -191,7 +191,7 @@ unwritable_cache_is_told() {
 opencv_without_network_is_told() {
     no_system_opencv
     # Nothing listens on port 1.
-    OPENCV_MIRROR=http://127.0.0.1:1/debian ZERITH_CACHE=$PWD/cache \
+    SOURCE_MIRROR=http://127.0.0.1:1/debian ZERITH_CACHE=$PWD/cache \
         expect 1 "$root/tools/opencv/ensure-opencv.sh"
     has err "check the network"
     has err "OpenCV's source could not be fetched"
