@@ -21,6 +21,7 @@
 #include "core/Logger.h"
 #include "core/app_state.h"
 #include "core/shared_state.h"
+#include "outputs/accept_limit.h"
 #include "outputs/event_manager.h"
 #include "settings/parameter_io.h"
 #include "video/StreamManager.h"
@@ -36,7 +37,7 @@ constexpr const char* kPlainText = "Content-Type: text/plain\r\n";
 constexpr const char* kXml = "Content-Type: text/xml\r\n";
 constexpr std::size_t kMaxBodyLength = 1048576;
 
-/// How long a peer may keep silent in the middle of a request, or leave an answer unread.
+/// How long a peer may take to ask, keep silent in the middle of a body, or leave an answer unread.
 constexpr timeval kPeerPatience = {10, 0};
 
 void respond(const FCGX_Request& request, const char* text) {
@@ -257,7 +258,8 @@ int fastcgi_service::init() {
 
 int fastcgi_service::run() {
     const Activity activity(*this);
-    while (!isStopping() && FCGX_Accept_r(&m_request) == 0) {
+    const AcceptLimit limit(kPeerPatience.tv_sec);
+    while (!isStopping() && acceptNext(limit)) {
         if (isStopping()) {
             break;
         }
@@ -273,6 +275,17 @@ int fastcgi_service::run() {
         }
     }
     return 0;
+}
+
+/// Waits for the next request. @return false when no more can be accepted
+bool fastcgi_service::acceptNext(const AcceptLimit& limit) {
+    // With an answer to be ended, or a peer that has asked to stay connected, it is the library
+    // that has something to do first.
+    if (m_request.ipcFd < 0) {
+        AcceptLimit::waitForConnection(loadShared(m_sock));
+    }
+    const AcceptLimit::Running running(limit);
+    return FCGX_Accept_r(&m_request) == 0;
 }
 
 /// Answers the request that was accepted last. A request that is turned away is finished by the

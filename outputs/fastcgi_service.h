@@ -21,6 +21,8 @@
 
 #include "core/shared_state.h"
 
+class AcceptLimit;
+
 class fastcgi_service {
   public:
     fastcgi_service();
@@ -93,6 +95,7 @@ class fastcgi_service {
   private:
     class Activity;
 
+    [[nodiscard]] bool acceptNext(const AcceptLimit& limit);
     void serveRequest();
     void performAction(UriQueryListStructA* item, const char* method);
     [[nodiscard]] bool isStopping();

@@ -20,13 +20,19 @@ class FcgiClient {
 
     /// The parts of a request, in the order in which they are sent. False when the service has hung
     /// up.
-    bool begin() const;
-    bool parameters(const std::map<std::string, std::string>& values) const;
+    bool begin() const { return raw(beginning()); }
+    bool parameters(const std::map<std::string, std::string>& values) const {
+        return raw(parametersOf(values));
+    }
     bool endOfParameters() const { return record(kParameters, ""); }
-    bool input(const std::string& data) const;
+    bool input(const std::string& data) const { return raw(inputOf(data)); }
     bool endOfInput() const { return record(kInput, ""); }
     /// Bytes that need not be a record.
     [[nodiscard]] bool raw(const std::string& bytes) const;
+
+    /// The bytes of a whole request.
+    [[nodiscard]] static std::string bytesOf(const std::map<std::string, std::string>& values,
+                                             const std::string& body);
 
     /// Waits for the whole answer.
     /// @return what the service wrote; nothing when it hung up or said nothing for ten seconds
@@ -45,7 +51,13 @@ class FcgiClient {
     static constexpr std::uint8_t kParameters = 4;
     static constexpr std::uint8_t kOutput = 6;
 
-    [[nodiscard]] bool record(std::uint8_t type, const std::string& content) const;
+    [[nodiscard]] static std::string recordOf(std::uint8_t type, const std::string& content);
+    [[nodiscard]] static std::string beginning();
+    [[nodiscard]] static std::string parametersOf(const std::map<std::string, std::string>& values);
+    [[nodiscard]] static std::string inputOf(const std::string& data);
+    [[nodiscard]] bool record(std::uint8_t type, const std::string& content) const {
+        return raw(recordOf(type, content));
+    }
     [[nodiscard]] std::optional<std::string> read(std::size_t size) const;
 
     int m_socket;

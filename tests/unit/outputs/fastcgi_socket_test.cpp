@@ -2,6 +2,8 @@
 // that behave badly, and the end of the service.
 
 #include <atomic>
+#include <cstdint>
+#include <ctime>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -41,6 +43,19 @@ int setsockopt(int fd, int level, int optname, const void* optval, socklen_t opt
         ++s_timeoutsSet;
     }
     return static_cast<int>(syscall(SYS_setsockopt, fd, level, optname, optval, optlen));
+}
+
+/// The same for timers.
+int timer_settime(timer_t timerid, int flags, const itimerspec* value,
+                  itimerspec* ovalue) noexcept {
+    const auto divided = [](const timespec& time) {
+        const long nanoseconds =
+            (time.tv_sec * 1000000000L + time.tv_nsec) / s_timeoutDivisor.load();
+        return timespec{nanoseconds / 1000000000L, nanoseconds % 1000000000L};
+    };
+    const itimerspec shorter{divided(value->it_interval), divided(value->it_value)};
+    const auto id = static_cast<int>(reinterpret_cast<std::intptr_t>(timerid));
+    return static_cast<int>(syscall(SYS_timer_settime, id, flags, &shorter, ovalue));
 }
 
 namespace {
@@ -235,6 +250,43 @@ TEST_F(FastcgiSocketTest, APeerThatSaysNothingDoesNotHoldUpTheNext) {
     const FcgiClient silent(kPath);
 
     expectService();
+}
+
+TEST_F(FastcgiSocketTest, PeersThatStopInTheirParametersAndStayAreGivenUpOneAfterTheOther) {
+    s_timeoutDivisor = 100;
+    expectService();
+    const std::string bytes = FcgiClient::bytesOf(get("get_status_code"), "");
+    const FcgiClient first(kPath);
+    const FcgiClient second(kPath);
+    const FcgiClient third(kPath);
+    ASSERT_TRUE(first.raw(bytes.substr(0, 3)) && second.raw(bytes.substr(0, 16)) &&
+                third.raw(bytes.substr(0, 60)));
+
+    expectService();
+
+    EXPECT_EQ(first.answer(), std::nullopt);
+}
+
+TEST_F(FastcgiSocketTest, APeerThatSendsItsParametersSlowlyButInTimeIsAnswered) {
+    const std::string bytes = FcgiClient::bytesOf(get("get_status_code"), "");
+    const FcgiClient client(kPath);
+    for (const char byte : bytes) {
+        ASSERT_TRUE(client.raw(std::string(1, byte)));
+        std::this_thread::yield();
+    }
+
+    EXPECT_EQ(client.answer(), kStatusAnswer);
+}
+
+TEST_F(FastcgiSocketTest, APeerThatStaysConnectedIsServedAgain) {
+    // The request says so in the flags of its first record.
+    std::string bytes = FcgiClient::bytesOf(get("get_status_code"), "");
+    bytes[10] = 1;
+    const FcgiClient client(kPath);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(client.raw(bytes));
+        EXPECT_EQ(client.answer(), kStatusAnswer);
+    }
 }
 
 TEST_F(FastcgiSocketTest, APeerThatStopsInTheMiddleOfItsBodyIsGivenUp) {
