@@ -106,17 +106,24 @@ install_packages() {
 build_folder() { printf '%s' "$root/build/$1"; } # PRESET
 
 # configure PRESET CMAKE-ARGUMENT...: configures where it was not done so before. CMake files that have
-# changed since are Ninja's business.
+# changed since are Ninja's business. The preset aarch64 needs the packages of the group arm.
 configure() {
-    local preset=$1 build opencv launcher=() wanted fresh=()
+    local preset=$1 build opencv launcher=() wanted fresh=() target=() uriparser
     shift
     build=$(build_folder "$preset")
     mkdir -p "$build" 2>/dev/null || true
     if ! [ -w "$build" ] || { [ -e "$build/build.ninja" ] && ! [ -w "$build/build.ninja" ]; }; then
         fail "cannot write $build: run this as the owner of $root, or make that folder yours with chown"
     fi
+    if [ "$preset" = aarch64 ]; then
+        ZM_ARM64_SYSROOT=$("$root/tools/arm64/ensure-sysroot.sh") || fail "there are no arm64 libraries (reason above)"
+        export ZM_ARM64_SYSROOT
+        uriparser=$("$root/tools/arm64/ensure-uriparser.sh") || fail "there is no uriparser for arm64 (reason above)"
+        set -- "-DCMAKE_PREFIX_PATH=$uriparser" "$@"
+        target=(--arm64)
+    fi
     opencv=$(mktemp)
-    if ! patiently "$root/tools/opencv/ensure-opencv.sh" >"$opencv"; then
+    if ! patiently "$root/tools/opencv/ensure-opencv.sh" "${target[@]}" >"$opencv"; then
         rm -f "$opencv"
         fail "there is no OpenCV 4.7 or newer (reason above)"
     fi
