@@ -163,13 +163,21 @@ void EventSystem::removeHandler(Handler handler) {
     }
 }
 
+EventSystem::Tables& EventSystem::tablesUnlocked(Handler handler) {
+    const auto found = m_handlers.find(handler);
+    if (found == m_handlers.end()) {
+        throw EventFailure(AX_EVENT_ERROR_INVALID_ARGUMENT, "the event handler was freed");
+    }
+    return found->second;
+}
+
 guint EventSystem::declare(Handler handler, Declaration declaration,
                            AXDeclarationCompleteCallback callback, gpointer userData) {
     const std::lock_guard order(m_order);
     publishEvent(makeRecord(EventRecord::What::Declared, declaration, declaration.entries,
                             declaration.time.get()));
     const std::lock_guard lock(m_mutex);
-    Tables& tables = m_handlers[handler];
+    Tables& tables = tablesUnlocked(handler);
     const guint id = tables.nextDeclaration++;
     const Declaration& kept = tables.declarations.emplace(id, std::move(declaration)).first->second;
     if (callback != nullptr) {
@@ -185,7 +193,7 @@ bool EventSystem::undeclare(Handler handler, guint id) {
     std::shared_ptr<CallbackGate> gate;
     {
         const std::lock_guard lock(m_mutex);
-        auto& declarations = m_handlers[handler].declarations;
+        auto& declarations = tablesUnlocked(handler).declarations;
         const auto found = declarations.find(id);
         if (found == declarations.end()) {
             return false;
@@ -203,7 +211,7 @@ void EventSystem::send(Handler handler, guint id, const AXEvent& event) {
     EventRecord record;
     {
         const std::lock_guard lock(m_mutex);
-        const auto& declarations = m_handlers[handler].declarations;
+        const auto& declarations = tablesUnlocked(handler).declarations;
         const auto found = declarations.find(id);
         if (found == declarations.end()) {
             throw EventFailure(AX_EVENT_ERROR_SEND,
@@ -214,9 +222,11 @@ void EventSystem::send(Handler handler, guint id, const AXEvent& event) {
     }
     publishEvent(record);
     const std::lock_guard lock(m_mutex);
-    auto& declarations = m_handlers[handler].declarations;
-    if (const auto found = declarations.find(id); found != declarations.end()) {
-        if (found->second.stateful) {
+    // Another thread may have undeclared the event meanwhile, or freed the handler; it is sent.
+    if (const auto sender = m_handlers.find(handler); sender != m_handlers.end()) {
+        auto& declarations = sender->second.declarations;
+        const auto found = declarations.find(id);
+        if (found != declarations.end() && found->second.stateful) {
             found->second.entries = entries;
             found->second.time = DateTime(g_date_time_ref(event.time.get()));
         }
@@ -226,7 +236,7 @@ void EventSystem::send(Handler handler, guint id, const AXEvent& event) {
 
 guint EventSystem::subscribe(Handler handler, Subscription subscription) {
     const std::lock_guard lock(m_mutex);
-    Tables& tables = m_handlers[handler];
+    Tables& tables = tablesUnlocked(handler);
     const guint id = tables.nextSubscription++;
     const Subscription& kept =
         tables.subscriptions.emplace(id, std::move(subscription)).first->second;
@@ -244,7 +254,7 @@ bool EventSystem::unsubscribe(Handler handler, guint id) {
     std::shared_ptr<CallbackGate> gate;
     {
         const std::lock_guard lock(m_mutex);
-        auto& subscriptions = m_handlers[handler].subscriptions;
+        auto& subscriptions = tablesUnlocked(handler).subscriptions;
         const auto found = subscriptions.find(id);
         if (found == subscriptions.end()) {
             return false;

@@ -62,6 +62,8 @@ class EventSystem {
     /// Callbacks of the handler are not running and will not run when this returns.
     void removeHandler(Handler handler);
 
+    // Everything below with a handler throws EventFailure (invalid argument) when it was freed.
+
     /// @return the id @throws FileError when the journal cannot be written; nothing is declared
     /// then
     guint declare(Handler handler, Declaration declaration, AXDeclarationCompleteCallback callback,
@@ -83,6 +85,9 @@ class EventSystem {
         guint nextSubscription = 1;
     };
 
+    /// A handler's tables. Needs m_mutex held. @throws EventFailure (invalid argument) for a
+    /// handler that another thread has freed meanwhile
+    Tables& tablesUnlocked(Handler handler);
     void deliverUnlocked(const KeyEntries& entries, GDateTime* time);
     static void deliver(guint id, const Subscription& subscription, const KeyEntries& entries,
                         GDateTime* time);

@@ -221,6 +221,51 @@ TEST_F(EventTrouble, EventsFromManyThreadsAreAllJournalledInTheOrderThatObserver
     EXPECT_EQ(lines, counter.texts);
 }
 
+/// Frees a handler while an event of it is being journalled, as another thread might.
+class Freer : public hostcam::EventObserver {
+  public:
+    explicit Freer(testing_support::Handler& handler) : m_handler(handler) {
+        hostcam::addEventObserver(*this);
+    }
+    ~Freer() override { hostcam::removeEventObserver(*this); }
+    void onEvent(const hostcam::EventRecord& /*record*/) noexcept override { m_handler.reset(); }
+
+  private:
+    testing_support::Handler& m_handler;
+};
+
+TEST_F(EventTrouble, AHandlerThatIsFreedWhileItDeclaresLeavesNothingBehind) {
+    {
+        const Freer freer(handler);
+        EXPECT_EQ(declareState("Ghost"), 0U);
+    }
+    EXPECT_EQ(error.code(), AX_EVENT_ERROR_INVALID_ARGUMENT);
+    handler.reset(ax_event_handler_new());
+    int told = 0;
+    guint subscription = 0;
+    const KeyValueSet filter = topicSet("Ghost");
+    ASSERT_TRUE(ax_event_handler_subscribe(
+        handler.get(), filter.get(), &subscription,
+        [](guint, AXEvent* event, gpointer count) {
+            ax_event_free(event);
+            ++*static_cast<int*>(count);
+        },
+        &told, error.out()));
+    testing_support::runMainContext();
+    EXPECT_EQ(told, 0); // nobody declares that state
+}
+
+TEST_F(EventTrouble, AnEventWhoseHandlerIsFreedMeanwhileIsStillSent) {
+    const guint alert = declareState();
+    {
+        const Freer freer(handler);
+        const gboolean on = TRUE;
+        const Event event = makeEvent("active", &on, AX_VALUE_TYPE_BOOL);
+        EXPECT_TRUE(send(alert, event.get())) << error.text();
+    }
+    EXPECT_THAT(readLines(camera.journal()), SizeIs(2));
+}
+
 TEST_F(EventTrouble, DeclaringSubscribingAndSendingFromManyThreadsIsRaceFree) {
     std::atomic<int> told{0};
     const auto count = [](guint, AXEvent* event, gpointer data) {
