@@ -32,8 +32,9 @@ void vdo_frame_set_header_size(VdoFrame* self, gssize size);
 void vdo_frame_set_is_last_buffer(VdoFrame* self, gboolean last);
 void vdo_frame_set_extra_info(VdoFrame* self, VdoMap* info); /* the frame keeps a reference */
 
-gpointer vdo_frame_memmap(VdoFrame* self); /* deprecated: vdo_buffer_get_data() */
-void vdo_frame_unmap(VdoFrame* self);      /* deprecated, does nothing */
+/* Deprecated: vdo_buffer_get_data(). The memory stays mapped for as long as the frame is held. */
+gpointer vdo_frame_memmap(VdoFrame* self);
+void vdo_frame_unmap(VdoFrame* self); /* deprecated, has no effect */
 
 /* The frame's data in pieces; a piece of size 0 ends it. */
 VdoChunk vdo_frame_take_chunk(VdoFrame* self, GError** error);

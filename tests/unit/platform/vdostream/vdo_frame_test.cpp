@@ -70,7 +70,20 @@ TEST_F(VdoFrameTest, AClientsBufferShowsTheMemoryBehindItsDescriptor) {
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(std::memcmp(data, "hello", 5), 0);
     EXPECT_EQ(vdo_frame_memmap(mapped.get()), data);
-    vdo_frame_unmap(mapped.get());
+}
+
+TEST_F(VdoFrameTest, DataStaysReadableWhileTheBufferIsHeldEvenAfterAnUnmap) {
+    const int file = memfd_create("test", MFD_CLOEXEC);
+    ASSERT_EQ(write(file, "hello", 5), 5);
+    {
+        const Buffer mapped(vdo_buffer_new(file, 5, 0, nullptr));
+        const gpointer data = vdo_buffer_get_data(mapped.get());
+        ASSERT_NE(data, nullptr);
+        vdo_frame_unmap(mapped.get());
+        EXPECT_EQ(std::memcmp(data, "hello", 5), 0);
+        EXPECT_EQ(vdo_buffer_get_data(mapped.get()), data);
+    }
+    close(file);
 }
 
 TEST_F(VdoFrameTest, MemoryThatCannotBeMappedGivesNoData) {
