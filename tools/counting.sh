@@ -109,11 +109,12 @@ count_programs() {
     [ "$(count failed "$stage")" = 0 ] || { say "Whole output in $log:" && failures_in "$log"; }
 }
 
-# run_script SCRIPT: a test script that prints "ok NAME", "not ok NAME" or "skip NAME: REASON" for each
+# run_script SCRIPT ARGUMENT...: a test script that prints "ok NAME", "not ok NAME" or "skip NAME: REASON" for each
 # of its cases, and whatever explains a failure before that line.
 run_script() {
-    local log=$logs/$stage.log line status=0
-    patiently "$root/$1" >"$log" 2>&1 || status=$?
+    local log line status=0
+    log=$logs/$stage-$(basename "$1").log
+    patiently "$root/$1" "${@:2}" >"$log" 2>&1 || status=$?
     while IFS= read -r line; do
         case $line in
         "ok "*) record passed "${line#ok }" ;;
