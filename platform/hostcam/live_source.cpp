@@ -177,13 +177,17 @@ std::unique_ptr<VideoSource> openLiveSource(const std::string& uri, const LiveTi
 
 std::string withoutCredentials(const std::string& uri) {
     const std::size_t scheme = uri.find("://");
-    if (scheme == std::string::npos) {
+    const std::size_t at = uri.rfind('@');
+    if (scheme == std::string::npos || at == std::string::npos || at < scheme + 3) {
         return uri;
     }
-    const std::size_t host = scheme + 3;
-    const std::size_t path = uri.find('/', host);
-    const std::size_t at = uri.substr(0, path).rfind('@');
-    return at == std::string::npos || at < host ? uri : uri.substr(0, host) + uri.substr(at + 1);
+    const std::size_t begin = scheme + 3;
+    const std::string before = uri.substr(begin, at - begin);
+    // Deliberate: a password may hold any character, '/' and '@' too, so all that could be one is
+    // left out, even where it may be the host and a path with an '@' in it.
+    const bool isPath = before.find('/') != std::string::npos &&
+                        (before.find(':') == std::string::npos || before.front() == '/');
+    return isPath ? uri : uri.substr(0, begin) + uri.substr(at + 1);
 }
 
 } // namespace hostcam

@@ -29,7 +29,7 @@ struct LiveTiming {
 [[nodiscard]] std::unique_ptr<VideoSource> openLiveSource(const std::string& uri,
                                                           const LiveTiming& timing = {});
 
-/// A URI as texts show it: without user and password.
+/// A URI as texts show it: without user and password, and without whatever else might be one.
 [[nodiscard]] std::string withoutCredentials(const std::string& uri);
 
 } // namespace hostcam

@@ -245,7 +245,23 @@ TEST_F(LiveSourceTest, CredentialsAreCutOutOfUris) {
     EXPECT_EQ(hostcam::withoutCredentials("rtsp://u:p@p@host/path"), "rtsp://host/path");
     EXPECT_EQ(hostcam::withoutCredentials("rtsp://host/user@place"), "rtsp://host/user@place");
     EXPECT_EQ(hostcam::withoutCredentials("rtsp://host:554/path"), "rtsp://host:554/path");
+    EXPECT_EQ(hostcam::withoutCredentials("rtsp://u@host/path"), "rtsp://host/path");
     EXPECT_EQ(hostcam::withoutCredentials("a path"), "a path");
+    EXPECT_EQ(hostcam::withoutCredentials("me@home"), "me@home");
+    EXPECT_EQ(hostcam::withoutCredentials("v4l2:///dev/v4l/by-id/a:b@c"),
+              "v4l2:///dev/v4l/by-id/a:b@c");
+}
+
+TEST_F(LiveSourceTest, APasswordWithAnyCharacterIsCutOut) {
+    for (const char* password : {"pa/ss", "/", "p?q#r", "p@/ss", "1/2", "a:b/c@d"}) {
+        const std::string uri = "rtsp://user:" + std::string(password) + "@host/path";
+        EXPECT_EQ(hostcam::withoutCredentials(uri), "rtsp://host/path") << password;
+    }
+    const SourceError refusal = errorOf("rtsp://user:sec/ret@127.0.0.1:1/path");
+    EXPECT_THAT(refusal.what(), Not(HasSubstr("sec")));
+    EXPECT_THAT(refusal.what(), Not(HasSubstr("ret@")));
+    // What looks like a port may be a password's beginning.
+    EXPECT_EQ(hostcam::withoutCredentials("rtsp://user:554/x@host"), "rtsp://host");
 }
 
 TEST_F(LiveSourceTest, AVideoDeviceThatIsNotThereIsRefusedByName) {
