@@ -77,6 +77,24 @@ ObjectRef<GSocket> listenOn(const HttpOptions& options) {
     return socket;
 }
 
+/// What a request is for, as the client wrote it.
+struct Target {
+    std::string_view path;  ///< borrowed from the message
+    std::string_view query; ///< what stands behind the question mark
+};
+
+Target targetOf(SoupServerMessage* message) {
+    GUri* const uri = soup_server_message_get_uri(message);
+    const std::string_view path = g_uri_get_path(uri);
+    const char* const query = g_uri_get_query(uri);
+    // From HTTP/1.0 clients that name no host, libsoup takes the whole target for the path.
+    const std::size_t mark = path.find('?');
+    if (query == nullptr && mark != std::string_view::npos) {
+        return {path.substr(0, mark), path.substr(mark + 1)};
+    }
+    return {path, query == nullptr ? "" : query};
+}
+
 /// The port that a socket listens on.
 unsigned portOf(GSocket* socket) {
     const ObjectRef<GSocketAddress> address(g_socket_get_local_address(socket, nullptr));
@@ -181,10 +199,14 @@ class HttpServer::Core {
                                     remote.get(), nullptr);
     }
 
-    /// No request of ours has a body; what a client sends as one is read past.
+    /// No request of ours has a body; what a client sends as one is read past. Every answer ends
+    /// its connection: libsoup 3.2 forgets to close one that was kept for a further request when
+    /// its client goes, and each would cost a descriptor for good.
     static void onHeaders(SoupServer* /*server*/, SoupServerMessage* message, const char* /*path*/,
                           GHashTable* /*query*/, gpointer /*self*/) {
         soup_message_body_set_accumulate(soup_server_message_get_request_body(message), FALSE);
+        soup_message_headers_replace(soup_server_message_get_response_headers(message),
+                                     "Connection", "close");
     }
 
     static void onRequest(SoupServer* /*server*/, SoupServerMessage* message, const char* /*path*/,
@@ -203,8 +225,7 @@ class HttpServer::Core {
 
     /// @throws BadRequest; std::exception for what is no fault of the request
     void answer(SoupServerMessage* message) {
-        GUri* const uri = soup_server_message_get_uri(message);
-        const std::string_view path = g_uri_get_path(uri);
+        const auto [path, query] = targetOf(message);
         const bool isImage = path == "/axis-cgi/jpg/image.cgi";
         const bool isVideo = path == "/axis-cgi/mjpg/video.cgi";
         if (!isImage && !isVideo && path != "/axis-cgi/param.cgi") {
@@ -219,8 +240,7 @@ class HttpServer::Core {
                                          isVideo ? "GET" : "GET, HEAD");
             return;
         }
-        const char* const query = g_uri_get_query(uri);
-        const QueryArguments arguments = parseQuery(query == nullptr ? "" : query);
+        const QueryArguments arguments = parseQuery(query);
         if (!isImage && !isVideo) {
             answerText(message, SOUP_STATUS_OK, listedParameters(arguments));
             return;

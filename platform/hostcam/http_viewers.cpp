@@ -149,7 +149,6 @@ class HttpViewers::VideoViewer : public Viewer {
         forbidCaching(message());
         SoupMessageHeaders* const headers = soup_server_message_get_response_headers(message());
         soup_message_headers_replace(headers, "Content-Type", kVideoType);
-        soup_message_headers_replace(headers, "Connection", "close");
         soup_message_headers_set_encoding(headers, SOUP_ENCODING_EOF);
         SoupMessageBody* const body = soup_server_message_get_response_body(message());
         soup_message_body_set_accumulate(body, FALSE);
