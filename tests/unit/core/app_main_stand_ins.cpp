@@ -52,9 +52,18 @@ int FCGX_OpenSocket(const char* /*path*/, int backlog) {
     const int sock = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
+    socklen_t size = sizeof(sa_family_t);
     // Only the family: the system chooses a name that no file has.
-    if (bind(sock, reinterpret_cast<const sockaddr*>(&address), sizeof(sa_family_t)) != 0 ||
+    if (bind(sock, reinterpret_cast<const sockaddr*>(&address), size) != 0 ||
         listen(sock, backlog) != 0) {
+        return -1;
+    }
+    // Somebody connects at once, and never asks for anything: the service need not wait for that
+    // before it comes to accept.
+    size = sizeof address;
+    const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (getsockname(sock, reinterpret_cast<sockaddr*>(&address), &size) != 0 ||
+        connect(client, reinterpret_cast<const sockaddr*>(&address), size) != 0) {
         return -1;
     }
     return sock;
@@ -73,7 +82,9 @@ int FCGX_Accept_r(FCGX_Request* request) {
     while (g_webLibrary == WebLibrary::Hangs) {
         pause();
     }
-    return accept(request->listen_sock, nullptr, nullptr) < 0 ? -1 : -2;
+    while (accept(request->listen_sock, nullptr, nullptr) >= 0) {
+    }
+    return -1;
 }
 
 void FCGX_Free(FCGX_Request* request, int close) {

@@ -63,6 +63,18 @@ __attribute__((format(printf, 2, 3))) void syslog(int priority, const char* form
     va_end(arguments);
 }
 
+// What syslog() is called in a program that is compiled with checks of its formats.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the library's name
+void __syslog_chk(int priority, int flag, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    add(std::to_string(priority) + "|" + formatted(format, arguments));
+    va_end(arguments);
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
 void closelog() {
     add("close");
 }
