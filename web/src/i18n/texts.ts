@@ -76,8 +76,10 @@ export function tn(key: CountKey, n: number, params: Params = {}): string {
     return t(`${key}.${form}` as Key, { n, ...params });
 }
 
+/** The time as it is written where the reader is. */
 export function clockTime(date: Date): string {
-    return new Intl.DateTimeFormat(language, { hour: '2-digit', minute: '2-digit', second: '2-digit' }).format(date);
+    const local = navigator.languages.find((tag) => tag.toLowerCase().startsWith(language)) ?? language;
+    return new Intl.DateTimeFormat(local, { hour: '2-digit', minute: '2-digit', second: '2-digit' }).format(date);
 }
 
 export function listOf(words: readonly string[]): string {

@@ -54,7 +54,8 @@ export interface SwitchResult {
 }
 
 const second = 1000;
-const settingsEvery = 5;
+/** Seconds. Every reading of the settings leaves a line in the application's log, so it is not done often. */
+const settingsEvery = 60;
 const hiddenEvery = 10;
 
 const stateOfFailure: Readonly<Record<FailureKind, State>> = {
@@ -95,7 +96,10 @@ export class Store extends EventTarget {
     #lengthIsWrong = false;
     #undo: Quad[] = [];
     #timer: ReturnType<typeof setTimeout> | undefined;
-    #tick = 0;
+    #polling = false;
+    #settingsRead = 0;
+    /** Tells the other pages of this browser that something was saved. */
+    readonly #others = new BroadcastChannel('zerith-markers');
 
     constructor(readonly api = new ApiClient()) {
         super();
@@ -107,10 +111,16 @@ export class Store extends EventTarget {
 
     /** Begins to ask the camera, every second while the page is seen. */
     start(): void {
+        const look = (): void => {
+            this.#settingsRead = 0;
+            this.#schedule(0);
+        };
         document.addEventListener('visibilitychange', () => {
-            if (!document.hidden) this.#schedule(0);
+            if (!document.hidden) look();
         });
-        window.addEventListener('online', () => this.#schedule(0));
+        window.addEventListener('online', look);
+        window.addEventListener('focus', look);
+        this.#others.addEventListener('message', look);
         this.#schedule(0);
     }
 
@@ -120,6 +130,8 @@ export class Store extends EventTarget {
     }
 
     async #poll(): Promise<void> {
+        if (this.#polling) return;
+        this.#polling = true;
         const begun = Date.now();
         try {
             const code = await this.api.statusCode();
@@ -130,14 +142,14 @@ export class Store extends EventTarget {
             if (before.code === undefined || this.camera === undefined || this.documentFailure !== undefined) {
                 await this.#readCamera();
                 await this.#readSettings();
-            } else if (this.#tick % settingsEvery === 0 && !this.saving && !this.accepting) {
+            } else if (begun - this.#settingsRead >= settingsEvery * second && !this.saving && !this.accepting) {
                 await this.#readSettings();
             }
-            ++this.#tick;
         } catch (error) {
             const failure = asFailure(error);
             this.connection = { state: stateOfFailure[failure.kind], failure };
         }
+        this.#polling = false;
         this.#changed();
         const pause = (document.hidden ? hiddenEvery : 1) * second;
         this.#schedule(Math.max(0, pause - (Date.now() - begun)));
@@ -161,6 +173,7 @@ export class Store extends EventTarget {
 
     /** Takes over what the camera has stored, and keeps what was changed here. */
     #take(document: SettingsDocument): void {
+        this.#settingsRead = Date.now();
         if (!this.#lengthIsWrong) {
             this.#length = analysedSize(document.offered, this.camera?.sensor ?? '', this.camera?.portrait ?? false);
         }
@@ -333,6 +346,7 @@ export class Store extends EventTarget {
             if (this.draft !== undefined && changedFields(this.draft, draftOf(wanted)).length === 0) {
                 this.#setDraft(this.stored);
             }
+            this.#others.postMessage('saved');
             return { kind: 'saved', fields, rounded };
         }
         this.document = answer;
@@ -352,6 +366,7 @@ export class Store extends EventTarget {
             const answer = await this.api.settings(true);
             if (!answer.eulaAccepted) throw new ApiFailure('odd', 200, '');
             this.#take(answer);
+            this.#others.postMessage('saved');
         } catch (error) {
             this.acceptFailure = error instanceof CannotCarry ? error : asFailure(error);
         }

@@ -29,9 +29,6 @@ export class ZmAdvancedView extends ZmElement {
             code {
                 overflow-wrap: anywhere;
             }
-            input[type='file'] {
-                max-width: 100%;
-            }
         `,
     ];
 
@@ -94,12 +91,17 @@ export class ZmAdvancedView extends ZmElement {
                     ? html`<p class="soft">${t('file.nothing')}</p>`
                     : nothing}
                 <div class="field">
-                    <label class="label" for="file">${t('file.import')}</label>
+                    <button
+                        ?disabled=${this.store.draft === undefined}
+                        @click=${() => this.renderRoot.querySelector<HTMLInputElement>('#file')?.click()}
+                    >
+                        ${t('file.import')}
+                    </button>
                     <input
                         id="file"
                         type="file"
+                        hidden
                         accept=".json,application/json"
-                        ?disabled=${this.store.draft === undefined}
                         @change=${(e: Event) => void this.#import(e.target as HTMLInputElement)}
                     />
                 </div>

@@ -33,7 +33,7 @@ export class ZmApp extends ZmElement {
             :host {
                 min-height: 100vh;
                 display: grid;
-                grid-template-rows: auto 1fr auto;
+                grid-template: auto 1fr auto / minmax(0, 1fr);
             }
             header {
                 background: var(--card);
@@ -75,9 +75,8 @@ export class ZmApp extends ZmElement {
             nav ul {
                 list-style: none;
                 display: flex;
-                gap: 0.2rem;
-                overflow-x: auto;
-                scrollbar-width: thin;
+                flex-wrap: wrap;
+                gap: 0 0.2rem;
             }
             nav a {
                 display: block;
@@ -126,7 +125,7 @@ export class ZmApp extends ZmElement {
             }
             @media (max-width: 30rem) {
                 nav a {
-                    padding-inline: 0.55rem;
+                    padding: 0.4rem 0.5rem;
                 }
             }
         `,

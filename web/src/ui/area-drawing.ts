@@ -47,12 +47,12 @@ export class ZmAreaDrawing extends ZmElement {
                 height: 100%;
                 display: block;
                 overflow: visible;
+                touch-action: none;
             }
             .area {
                 fill: rgb(124 188 240 / 16%);
                 stroke: #fff;
                 cursor: move;
-                touch-action: none;
             }
             .edge {
                 fill: none;
@@ -65,7 +65,6 @@ export class ZmAreaDrawing extends ZmElement {
             }
             .corner {
                 cursor: grab;
-                touch-action: none;
             }
             .corner .reach {
                 fill: transparent;

@@ -24,6 +24,7 @@ export class ZmAreaFields extends ZmElement {
                 grid-template-columns: auto 1fr 1fr;
                 gap: 0.45rem 0.6rem;
                 align-items: center;
+                max-width: 26rem;
             }
             .head {
                 font-size: 0.875rem;

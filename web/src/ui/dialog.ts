@@ -32,6 +32,7 @@ export class ZmQuestion extends ZmElement {
     ask(): void {
         this.dialog.returnValue = '';
         this.dialog.showModal();
+        this.renderRoot.querySelector<HTMLElement>('#no')?.focus();
     }
 
     #closed(): void {
@@ -45,7 +46,7 @@ export class ZmQuestion extends ZmElement {
                 <p id="text">${this.text}</p>
                 <div class="row">
                     <button class="main" @click=${() => this.dialog.close('yes')}>${this.yes}</button>
-                    <button autofocus @click=${() => this.dialog.close('no')}>${t('cancel')}</button>
+                    <button id="no" @click=${() => this.dialog.close('no')}>${t('cancel')}</button>
                 </div>
             </div>
         </dialog>`;

@@ -6,6 +6,8 @@ import { t, type Key } from '../i18n/texts';
 import { explainedStates, toneOf } from '../model/status';
 import { look, ZmElement } from './base';
 
+const steps: readonly Key[] = ['help.start.1', 'help.start.2', 'help.start.3'];
+
 const reasons: readonly Key[] = [
     'help.why.wrongDictionary',
     'help.why.border',
@@ -23,7 +25,15 @@ export class ZmHelpView extends ZmElement {
         look,
         css`
             .text {
-                max-width: 46rem;
+                columns: 2 26rem;
+                column-gap: 1rem;
+            }
+            .card {
+                break-inside: avoid;
+                margin-bottom: 1rem;
+            }
+            ol {
+                padding-left: 1.3rem;
             }
             ul {
                 padding-left: 1.2rem;
@@ -51,9 +61,15 @@ export class ZmHelpView extends ZmElement {
     }
 
     override render(): TemplateResult {
-        return html`<div class="stack text">
+        return html`<div class="stack">
             <h2>${t('view.help')}</h2>
-            ${this.#section('help.start', 'help.start.1', 'help.start.2', 'help.start.3')}
+            <div class="text">
+            <section class="card">
+                <h3>${t('help.start')}</h3>
+                <ol>
+                    ${steps.map((step) => html`<li>${t(step)}</li>`)}
+                </ol>
+            </section>
             ${this.#section('help.dictionary', 'help.dictionary.1', 'help.dictionary.2', 'help.dictionary.3')}
             ${this.#section('help.size', 'help.size.1', 'help.size.2', 'help.size.3')}
             <section class="card">
@@ -75,6 +91,7 @@ export class ZmHelpView extends ZmElement {
                     )}
                 </dl>
             </section>
+            </div>
         </div>`;
     }
 }

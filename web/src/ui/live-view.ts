@@ -21,10 +21,20 @@ export class ZmLiveView extends ZmElement {
                 display: grid;
                 gap: 1rem;
                 align-items: start;
+                grid-template-columns: minmax(0, 1fr);
             }
             @media (min-width: 60rem) {
                 .columns {
-                    grid-template-columns: minmax(0, 1fr) 22rem;
+                    grid-template: 'picture side' auto 'area side' 1fr / minmax(0, 1fr) 22rem;
+                }
+                .picture {
+                    grid-area: picture;
+                }
+                .side {
+                    grid-area: side;
+                }
+                .area {
+                    grid-area: area;
                 }
             }
         `,
@@ -41,30 +51,27 @@ export class ZmLiveView extends ZmElement {
             <div class="stack">
                 <h2>${t('view.live')}</h2>
                 <div class="columns">
-                    <div class="stack">
-                        ${this.store.camera === undefined
-                            ? nothing
-                            : html`<zm-picture>
-                                  ${known
-                                      ? html`<zm-area-drawing
-                                            .placing=${this.placing}
-                                            @placing=${(e: CustomEvent<number>) => (this.placed = e.detail)}
-                                            @placed=${() => (this.placing = false)}
-                                        ></zm-area-drawing>`
-                                      : nothing}
-                              </zm-picture>`}
+                    <zm-picture class="picture">
                         ${known
-                            ? html`<zm-area-fields
+                            ? html`<zm-area-drawing
                                   .placing=${this.placing}
-                                  .placed=${this.placed}
-                                  @place=${() => this.#place()}
-                              ></zm-area-fields>`
+                                  @placing=${(e: CustomEvent<number>) => (this.placed = e.detail)}
+                                  @placed=${() => (this.placing = false)}
+                              ></zm-area-drawing>`
                             : nothing}
-                    </div>
-                    <div class="stack">
+                    </zm-picture>
+                    <div class="stack side">
                         <zm-status></zm-status>
                         <zm-manual></zm-manual>
                     </div>
+                    ${known
+                        ? html`<zm-area-fields
+                              class="area"
+                              .placing=${this.placing}
+                              .placed=${this.placed}
+                              @place=${() => this.#place()}
+                          ></zm-area-fields>`
+                        : nothing}
                 </div>
             </div>
         `;

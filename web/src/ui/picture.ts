@@ -36,6 +36,7 @@ export class ZmPicture extends ZmElement {
     #next: Uint8Array | undefined;
     #decoding = false;
     #failures = 0;
+    #asked = '';
     /** The camera has refused the size that overlays are drawn in. */
     #sizeRefused = false;
 
@@ -108,7 +109,11 @@ export class ZmPicture extends ZmElement {
     }
 
     #begin(): void {
-        if (this.#abort !== undefined || this.paused || document.hidden) return;
+        const { camera, connection } = this.store;
+        // Which picture to ask for is known at once, or the application is not there to say it.
+        const known = camera !== undefined || connection.failure !== undefined;
+        if (this.#abort !== undefined || this.paused || document.hidden || !known) return;
+        this.#asked = this.#address();
         const abort = new AbortController();
         this.#abort = abort;
         void this.#watch(abort.signal);
@@ -127,6 +132,11 @@ export class ZmPicture extends ZmElement {
             await new Promise((resolve) => setTimeout(resolve, pause));
             if (this.#abort?.signal !== stop) return;
         }
+    }
+
+    override updated(): void {
+        if (this.#abort !== undefined && this.#asked !== this.#address()) this.#stop();
+        this.#begin();
     }
 
     #address(): string {
@@ -149,9 +159,12 @@ export class ZmPicture extends ZmElement {
             if (Date.now() - heard > silentAfter) attempt.abort();
         }, 500);
         try {
-            const response = await fetch(this.#address(), { cache: 'no-store', signal: attempt.signal });
+            const response = await fetch(this.#asked, { cache: 'no-store', signal: attempt.signal });
             if (!response.ok) {
-                if (response.status === 400) this.#sizeRefused = true;
+                if (response.status === 400) {
+                    this.#sizeRefused = true;
+                    this.#asked = this.#address();
+                }
                 const kind = response.status === 401 || response.status === 403 ? 'login' : 'status';
                 throw new Stalled({ kind, status: response.status });
             }

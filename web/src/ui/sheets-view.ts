@@ -61,7 +61,7 @@ export class ZmSheetsView extends ZmElement {
             .pages {
                 display: grid;
                 gap: 1rem;
-                grid-template-columns: repeat(auto-fill, minmax(min(100%, 15rem), 1fr));
+                grid-template-columns: repeat(auto-fill, minmax(min(100%, 20rem), 1fr));
                 list-style: none;
             }
             .pages svg {
