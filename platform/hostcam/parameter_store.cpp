@@ -10,6 +10,35 @@ namespace {
 constexpr const char* kFileName = "parameters.conf";
 constexpr const char* kDeclaredValue = "0";
 
+bool isSameFile(const FileStamp& a, const FileStamp& b) {
+    return a.device == b.device && a.inode == b.inode;
+}
+
+/// Whether a text ends in the middle, as while a program without care writes it.
+bool isUnfinished(std::string_view text) {
+    return text.empty() || text.back() != '\n';
+}
+
+/// What a text that may not be whole adds to what is known: its whole lines hold, what it lacks
+/// stays. A last line without its end counts only when nothing else is known of its parameter.
+/// @param problems receives what is wrong with the whole lines
+ParameterFile merged(const ParameterFile& known, std::string_view text,
+                     std::vector<ParameterFile::Problem>& problems) {
+    std::vector<ParameterFile::Problem> ofTheTail;
+    const std::size_t end = text.rfind('\n') + 1; // 0 without one
+    const std::string_view whole = text.substr(0, end);
+    const ParameterFile tail(text.substr(end), ofTheTail);
+    ParameterFile result = whole.empty() ? ParameterFile() : ParameterFile(whole, problems);
+    for (const ParameterFile* const more : {&known, &tail}) {
+        for (const std::string& name : more->names()) {
+            if (result.find(name) == nullptr) {
+                result.set(name, *more->find(name));
+            }
+        }
+    }
+    return result;
+}
+
 } // namespace
 
 std::map<std::string, std::string> cameraParameters(const Config& config) {
@@ -49,7 +78,7 @@ void ParameterStore::declare(const std::vector<std::string>& names) {
         }
     }
     const auto isStored = [this](const std::string& name) { return m_file.find(name) != nullptr; };
-    if (m_held && std::all_of(m_declared.begin(), m_declared.end(), isStored)) {
+    if (m_held && m_whole && std::all_of(m_declared.begin(), m_declared.end(), isStored)) {
         return;
     }
     try {
@@ -82,7 +111,7 @@ void ParameterStore::set(const std::string& name, const std::string& value, bool
         return;
     }
     const std::string* const stored = m_file.find(known);
-    if (m_waiting.empty() && m_held && stored != nullptr && *stored == value) {
+    if (m_waiting.empty() && m_held && m_whole && stored != nullptr && *stored == value) {
         if (!m_onDisk) {
             m_folder.sync(*m_held, kFileName);
             m_onDisk = true;
@@ -132,8 +161,15 @@ void ParameterStore::remove(const std::string& name) {
     (void)requireUnlocked(known);
     ParameterFile next = withDeclaredUnlocked();
     next.remove(known);
-    commitUnlocked(std::move(next));
+    // Nobody is told of a removal as of a change back to the declared value.
+    std::vector<std::string> declared = m_declared;
     std::erase(m_declared, known);
+    try {
+        commitUnlocked(std::move(next));
+    } catch (...) {
+        m_declared.swap(declared);
+        throw;
+    }
     m_waiting.erase(known);
 }
 
@@ -194,9 +230,9 @@ void ParameterStore::refreshUnlocked() {
         m_held.reset();
         return;
     }
-    std::vector<ParameterFile::Problem> problems;
-    ParameterFile next(text, problems);
     const std::string path = m_folder.pathOf(kFileName);
+    std::vector<ParameterFile::Problem> problems;
+    ParameterFile next = understoodUnlocked(text, *held, problems);
     for (const ParameterFile::Problem& problem : problems) {
         warn(path + ":" + std::to_string(problem.line) + ": " + problem.text);
     }
@@ -212,6 +248,35 @@ void ParameterStore::refreshUnlocked() {
     takeUnlocked(std::move(next));
 }
 
+/// What a text that was read says. A file that is not whole is taken as being written, and so is
+/// one that was changed in place and lacks something: what is known stays, so that the next change
+/// does not write it out of existence. To be without a parameter, a file is put in place at once,
+/// as the store itself does it.
+ParameterFile ParameterStore::understoodUnlocked(const std::string& text, const HeldFile& held,
+                                                 std::vector<ParameterFile::Problem>& problems) {
+    m_whole = true;
+    const std::string path = m_folder.pathOf(kFileName);
+    const bool inPlace = m_held && isSameFile(m_held->stamp, held.stamp);
+    if (m_file.names().empty() || (!inPlace && !isUnfinished(text))) {
+        return {text, problems};
+    }
+    if (const std::string before = m_file.text(); before.starts_with(text)) {
+        m_whole = before.size() == text.size();
+        if (!m_whole) {
+            warnUnlessRepeated(path + ": it was cut short; what it held stays known");
+        }
+        return m_file;
+    }
+    ParameterFile next = merged(m_file, text, problems);
+    std::vector<ParameterFile::Problem> known; // told above
+    const ParameterFile asItStands(text, known);
+    m_whole = !isUnfinished(text) && next.names().size() == asItStands.names().size();
+    if (!m_whole) {
+        warnUnlessRepeated(path + ": it seems to be being written; what it lacks stays known");
+    }
+    return next;
+}
+
 std::optional<std::string> ParameterStore::findUnlocked(const std::string& name) const {
     if (const auto camera = m_camera.find(name); camera != m_camera.end()) {
         return camera->second;
@@ -219,7 +284,13 @@ std::optional<std::string> ParameterStore::findUnlocked(const std::string& name)
     if (const auto waiting = m_waiting.find(name); waiting != m_waiting.end()) {
         return waiting->second;
     }
-    if (const std::string* const stored = m_file.find(name)) {
+    return valueUnlocked(m_file, name);
+}
+
+/// A parameter's value as a file has it, or as it was declared.
+std::optional<std::string> ParameterStore::valueUnlocked(const ParameterFile& file,
+                                                         const std::string& name) const {
+    if (const std::string* const stored = file.find(name)) {
         return *stored;
     }
     if (std::find(m_declared.begin(), m_declared.end(), name) != m_declared.end()) {
@@ -260,18 +331,27 @@ void ParameterStore::commitUnlocked(ParameterFile next) {
     HeldFile written = m_folder.replace(kFileName, next.text());
     m_held = std::move(written);
     m_onDisk = true;
+    m_whole = true;
     takeUnlocked(std::move(next));
 }
 
+/// Takes over new parameters and tells of those whose value is another one now. A declared one that
+/// a file lacks has the value that it was declared with.
 void ParameterStore::takeUnlocked(ParameterFile next) {
     std::swap(m_file, next);
     const ParameterFile& before = next;
-    for (const std::string& name : m_file.names()) {
-        const std::string& value = *m_file.find(name);
-        const std::string* const old = before.find(name);
-        if (old != nullptr && *old != value) {
+    std::vector<std::string> names = m_file.names();
+    for (const std::string& name : m_declared) {
+        if (m_file.find(name) == nullptr) {
+            names.push_back(name);
+        }
+    }
+    for (const std::string& name : names) {
+        const std::optional<std::string> old = valueUnlocked(before, name);
+        const std::optional<std::string> value = valueUnlocked(m_file, name);
+        if (old && *old != *value) {
             for (const auto& [id, observer] : m_observers) {
-                observer(name, value);
+                observer(name, *value);
             }
         }
     }

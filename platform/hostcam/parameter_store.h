@@ -6,7 +6,8 @@
 //
 // A change that was acknowledged is on the disk. The file belongs to everybody: before each use the
 // store looks whether another process or a person has changed it, and reads it again; a lock on the
-// folder keeps two processes from writing over each other's changes.
+// folder keeps two processes from writing over each other's changes. A file that is found empty,
+// cut off or in the middle of being written takes no setting away.
 //
 // Names are full names ("root.Group.Name"). All functions may be called from any thread.
 
@@ -95,7 +96,11 @@ class ParameterStore {
 
     // All of these need m_mutex held.
     void refreshUnlocked();
+    ParameterFile understoodUnlocked(const std::string& text, const HeldFile& held,
+                                     std::vector<ParameterFile::Problem>& problems);
     std::optional<std::string> findUnlocked(const std::string& name) const;
+    std::optional<std::string> valueUnlocked(const ParameterFile& file,
+                                             const std::string& name) const;
     std::string requireUnlocked(const std::string& name) const;
     void refuseCameraParameterUnlocked(const std::string& name) const;
     ParameterFile withDeclaredUnlocked() const;
@@ -108,6 +113,7 @@ class ParameterStore {
     ParameterFile m_file;                // guarded by m_mutex
     std::optional<HeldFile> m_held;      // guarded by m_mutex: the content that m_file has
     bool m_onDisk = false;               // guarded by m_mutex: m_held was brought to the disk
+    bool m_whole = true;                 // guarded by m_mutex: m_held has all that m_file has
     std::vector<std::string> m_declared; // guarded by m_mutex
     std::map<std::string, std::string> m_waiting;  // guarded by m_mutex: changed without sync
     std::map<std::uint64_t, Observer> m_observers; // guarded by m_mutex

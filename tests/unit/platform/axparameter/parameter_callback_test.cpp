@@ -1,6 +1,7 @@
 // Change callbacks, the rules about who may call when, and injected faults.
 
 #include <atomic>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <utility>
@@ -67,6 +68,39 @@ TEST_F(ParameterCallback, AChangeWithoutSyncIsToldWithALaterOneWithSync) {
     set("IsRequirePresent", "true");
     runMainContext();
     EXPECT_THAT(changes, ElementsAre(Pair("root.Zerith_markers.MarkersSeconds", "3")));
+}
+
+TEST_F(ParameterCallback, AChangeFromTheDeclaredValueIsToldThoughTheFileLacksTheParameter) {
+    std::filesystem::create_directories(camera.state() / "parameters.conf.new");
+    testing_support::writeFile(camera.parameters(), "root.Zerith_markers.MarkersSeconds=4\n");
+    open(); // what was declared cannot be written
+    watch("IsRequirePresent");
+    watch("EulaAccepted");
+    std::filesystem::remove(camera.state() / "parameters.conf.new");
+    set("IsRequirePresent", "true");
+    runMainContext();
+    EXPECT_THAT(changes, ElementsAre(Pair("root.Zerith_markers.IsRequirePresent", "true")));
+}
+
+TEST_F(ParameterCallback, AChangeBackToTheDeclaredValueByAFileThatLacksTheParameterIsTold) {
+    open();
+    set("MarkersSeconds", "5");
+    watch("MarkersSeconds");
+    const std::filesystem::path other = camera.state() / "other";
+    testing_support::writeFile(other, "root.Zerith_markers.IsRequirePresent=1\n");
+    std::filesystem::rename(other, camera.parameters());
+    EXPECT_EQ(get("MarkersSeconds"), "0");
+    runMainContext();
+    EXPECT_THAT(changes, ElementsAre(Pair("root.Zerith_markers.MarkersSeconds", "0")));
+}
+
+TEST_F(ParameterCallback, ARemovalIsNotToldAsAChange) {
+    open();
+    set("MarkersSeconds", "5");
+    watch("MarkersSeconds");
+    ASSERT_TRUE(ax_parameter_remove(handle, "MarkersSeconds", error.out()));
+    runMainContext();
+    EXPECT_THAT(changes, IsEmpty());
 }
 
 TEST_F(ParameterCallback, AChangeFromElsewhereInTheProcessIsTold) {
