@@ -13,6 +13,10 @@ namespace {
 
 constexpr const char* kFileName = "events.jsonl";
 
+/// How long an event waits for another process: for its line, which takes no time, but not for one
+/// that keeps the file.
+constexpr std::chrono::milliseconds kPatience{20};
+
 /// Whether the text is one JSON object from its first to its last character, as far as its braces
 /// and quotes tell.
 bool isWholeObject(std::string_view text) {
@@ -77,15 +81,23 @@ off_t lastLineStart(int fd, off_t size, const std::string& path) {
 EventJournal::EventJournal(const std::string& stateDirectory)
     : m_folder(stateDirectory), m_path(m_folder.pathOf(kFileName)),
       m_file(m_folder.openToAppend(kFileName)) {
-    const FileLock lock(m_file.get(), m_path);
-    (void)mendLastLine();
+    std::optional<FileLock> lock;
+    lockBriefly(lock);
+    if (lock) {
+        mendLastLine();
+    }
 }
 
 void EventJournal::append(std::string_view line) {
     reopenWhenMoved();
-    const FileLock lock(m_file.get(), m_path);
-    const off_t size = mendLastLine();
-    const std::string text = std::string(line) + "\n";
+    std::optional<FileLock> lock;
+    lockBriefly(lock);
+    if (lock) {
+        mendLastLine();
+    }
+    const off_t size = stampOf(m_file.get(), m_path).size;
+    // Without the lock half a line of another's stays, as a line of its own.
+    const std::string text = (endsInLine(size) ? "" : "\n") + std::string(line) + "\n";
     ssize_t written = 0;
     do {
         written = write(m_file.get(), text.data(), text.size());
@@ -93,13 +105,32 @@ void EventJournal::append(std::string_view line) {
     if (written != static_cast<ssize_t>(text.size())) {
         // A short write means that the disk or the allowance for the file is full.
         const int reason = written < 0 ? errno : ENOSPC;
-        cutTo(size);
+        if (lock) {
+            cut(size, size + std::max<ssize_t>(written, 0));
+        }
         throw FileError(FileError::Step::Write, m_path, reason);
     }
     if (fdatasync(m_file.get()) != 0) {
         const int reason = errno;
-        cutTo(size);
+        if (lock) {
+            cut(size, size + written);
+        }
         throw FileError(FileError::Step::Sync, m_path, reason);
+    }
+}
+
+/// @param lock set, unless another process keeps the file locked. That it does is waited for and
+/// told once.
+void EventJournal::lockBriefly(std::optional<FileLock>& lock) {
+    try {
+        lock.emplace(m_file.get(), m_path,
+                     m_isKeptLocked ? std::chrono::milliseconds(0) : kPatience);
+        m_isKeptLocked = false;
+    } catch (const FileError& problem) {
+        if (!m_isKeptLocked) {
+            warnUnlessRepeated(std::string(problem.what()) + "; events are appended all the same");
+        }
+        m_isKeptLocked = true;
     }
 }
 
@@ -111,10 +142,14 @@ void EventJournal::reopenWhenMoved() {
     }
 }
 
-off_t EventJournal::mendLastLine() {
+bool EventJournal::endsInLine(off_t size) const {
+    return size == 0 || readFrom(m_file.get(), size - 1, size, m_path) == "\n";
+}
+
+void EventJournal::mendLastLine() {
     const off_t size = stampOf(m_file.get(), m_path).size;
-    if (size == 0 || readFrom(m_file.get(), size - 1, size, m_path) == "\n") {
-        return size;
+    if (endsInLine(size)) {
+        return;
     }
     const off_t start = lastLineStart(m_file.get(), size, m_path);
     const std::string line = readFrom(m_file.get(), start, size, m_path);
@@ -122,19 +157,19 @@ off_t EventJournal::mendLastLine() {
         if (const int reason = writeAll(m_file.get(), "\n"); reason != 0) {
             throw FileError(FileError::Step::Write, m_path, reason);
         }
-        return size + 1;
+        return;
     }
-    if (ftruncate(m_file.get(), start) != 0) {
-        throw FileError(FileError::Step::Write, m_path, errno);
+    if (cut(start, size)) {
+        warn(m_path + ": the last line was only half written (" + std::to_string(size - start) +
+             " bytes) and is cut off");
     }
-    warn(m_path + ": the last line was only half written (" + std::to_string(size - start) +
-         " bytes) and is cut off");
-    return start;
 }
 
-/// After a failed write. When this fails too, the next writer mends the line.
-void EventJournal::cutTo(off_t size) const {
-    (void)!ftruncate(m_file.get(), size);
+/// Takes away the end of the file, unless others have written after it.
+/// @param from, to where that end begins and ends, in bytes
+/// @return false when it is still there; the next writer mends it, or goes on in a new line
+bool EventJournal::cut(off_t from, off_t to) const {
+    return stampOf(m_file.get(), m_path).size == to && ftruncate(m_file.get(), from) == 0;
 }
 
 } // namespace hostcam

@@ -7,6 +7,8 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
+
 #include <axsdk/axevent.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -170,6 +172,85 @@ TEST_F(EventTrouble, AJournalThatWasMovedAwayOrRemovedIsBegunAnew) {
     ASSERT_TRUE(sendState(alert, true));
     EXPECT_THAT(journalWithoutTimes(), ElementsAre(HasSubstr("\"active\":true")));
     EXPECT_THAT(readLines(camera.state() / "old.jsonl"), SizeIs(2));
+}
+
+/// Keeps the journal locked, as a process that was stopped in the middle does.
+class KeptLock {
+  public:
+    explicit KeptLock(const fs::path& journal)
+        : m_file(::open(journal.c_str(), O_RDWR | O_CLOEXEC)), m_lock(m_file.get(), journal) {}
+
+  private:
+    hostcam::Descriptor m_file;
+    hostcam::FileLock m_lock;
+};
+
+TEST_F(EventTrouble, AJournalThatAnotherProcessKeepsLockedHoldsUpNoEvent) {
+    const guint data = declarePulse();
+    {
+        const KeptLock kept(camera.journal());
+        // If an event waited for the lock, it would in vain.
+        for (const char* payload : {"1", "2", "3"}) {
+            EXPECT_TRUE(sendPulse(data, payload)) << error.text();
+        }
+        EXPECT_THAT(camera.takeWarnings(),
+                    ElementsAre(camera.journal().string() +
+                                ": cannot be locked: another process keeps it locked; events are "
+                                "appended all the same"));
+    }
+    EXPECT_TRUE(sendPulse(data, "4"));
+    const std::vector<std::string> lines = journalWithoutTimes();
+    ASSERT_THAT(lines, SizeIs(5));
+    for (std::size_t number = 1; number < lines.size(); ++number) {
+        EXPECT_THAT(lines[number], HasSubstr("\"" + std::to_string(number) + "\""));
+    }
+    EXPECT_THAT(camera.takeWarnings(), IsEmpty());
+}
+
+TEST_F(EventTrouble, AJournalThatIsKeptLockedFromTheBeginningTakesEventsAfterHalfALine) {
+    fs::create_directories(camera.state());
+    writeFile(camera.journal(), "{\"a\":1}\n{\"half");
+    const KeptLock kept(camera.journal());
+    EXPECT_NE(declareState(), 0U);
+    const std::vector<std::string> lines = readLines(camera.journal());
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_EQ(lines[1], "{\"half");
+    EXPECT_TRUE(JsonText(lines[2]).isObject());
+}
+
+TEST_F(EventTrouble, WritersWithoutTheLockTearNoLine) {
+    constexpr int kRounds = 50;
+    fs::create_directories(camera.state());
+    writeFile(camera.journal(), "");
+    const KeptLock kept(camera.journal());
+    const auto write = [&](int writer) {
+        hostcam::EventJournal journal(camera.state().string());
+        for (int round = 0; round < kRounds; ++round) {
+            journal.append("{\"w" + std::to_string(writer) + "\":\"" +
+                           std::string(static_cast<std::size_t>(100 * round), 'x') + "\"}");
+        }
+    };
+    std::thread other(write, 1);
+    write(2);
+    other.join();
+    const std::vector<std::string> lines = readLines(camera.journal());
+    EXPECT_THAT(lines, SizeIs(2 * kRounds));
+    for (const std::string& line : lines) {
+        EXPECT_TRUE(JsonText(line).isObject()) << line;
+    }
+}
+
+TEST_F(EventTrouble, AFailedLineIsNotCutOffWithWhatOthersWroteAfterIt) {
+    const guint data = declarePulse();
+    const std::string before = readFile(camera.journal());
+    const KeptLock kept(camera.journal());
+    {
+        const FileSizeLimit limit(before.size() + 10);
+        EXPECT_FALSE(sendPulse(data, "too long"));
+    }
+    EXPECT_TRUE(sendPulse(data, "next"));
+    EXPECT_THAT(readFile(camera.journal()), testing::StartsWith(before));
+    EXPECT_TRUE(JsonText(readLines(camera.journal()).back()).isObject());
 }
 
 TEST_F(EventTrouble, TheJournalGoesOnAfterARestart) {
