@@ -18,16 +18,9 @@ struct ObjectUnref {
 template <typename T>
 using ObjectRef = std::unique_ptr<T, ObjectUnref>;
 
-/// Another reference to an object that somebody else holds.
-template <typename T>
-[[nodiscard]] ObjectRef<T> referenceTo(T* object) {
-    return ObjectRef<T>(static_cast<T*>(g_object_ref(object)));
-}
-
 struct ContextUnref {
     void operator()(GMainContext* context) const { g_main_context_unref(context); }
 };
-using ContextRef = std::unique_ptr<GMainContext, ContextUnref>;
 
 struct ErrorFree {
     void operator()(GError* error) const { g_error_free(error); }

@@ -107,9 +107,9 @@ unsigned portOf(GSocket* socket) {
 class HttpServer::Core {
   public:
     explicit Core(const HttpOptions& options)
-        : m_options(options), m_socket(listenOn(options)), m_context(g_main_context_new()),
-          m_loop(g_main_loop_new(m_context.get(), FALSE)),
-          m_viewers(m_context.get(), options.viewers) {}
+        : m_options(options), m_socket(listenOn(options)),
+          m_context(g_main_context_new(), ContextUnref{}),
+          m_loop(g_main_loop_new(m_context.get(), FALSE)), m_viewers(m_context, options.viewers) {}
 
     [[nodiscard]] unsigned port() const { return portOf(m_socket.get()); }
     [[nodiscard]] HttpViewers& viewers() { return m_viewers; }
@@ -255,7 +255,7 @@ class HttpServer::Core {
 
     const HttpOptions m_options;
     const ObjectRef<GSocket> m_socket;
-    const ContextRef m_context;
+    const std::shared_ptr<GMainContext> m_context;
     const std::unique_ptr<GMainLoop, LoopUnref> m_loop;
     HttpViewers m_viewers;
 

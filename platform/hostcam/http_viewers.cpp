@@ -73,7 +73,7 @@ class HttpViewers::Viewer : public std::enable_shared_from_this<Viewer> {
         m_request =
             m_maker.ask(m_arguments.wish, notBefore,
                         [context = m_context, viewer = weak_from_this()](const MadePicture& made) {
-                            post(context, [viewer, made] {
+                            post(context.get(), [viewer, made] {
                                 if (const auto there = viewer.lock()) {
                                     there->take(made);
                                 }
@@ -91,7 +91,7 @@ class HttpViewers::Viewer : public std::enable_shared_from_this<Viewer> {
     virtual void take(const MadePicture& made) = 0;
 
   private:
-    GMainContext* const m_context;
+    const std::shared_ptr<GMainContext> m_context;
     PictureMaker& m_maker;
     const std::shared_ptr<std::atomic<std::size_t>> m_count;
     SoupServerMessage* const m_message;
@@ -211,8 +211,9 @@ class HttpViewers::VideoViewer : public Viewer {
     int m_unwritten = 0;        ///< pieces on their way to the system
 };
 
-HttpViewers::HttpViewers(GMainContext* context, std::size_t limit)
-    : m_context(context), m_limit(limit), m_count(std::make_shared<std::atomic<std::size_t>>(0)) {}
+HttpViewers::HttpViewers(std::shared_ptr<GMainContext> context, std::size_t limit)
+    : m_context(std::move(context)), m_limit(limit),
+      m_count(std::make_shared<std::atomic<std::size_t>>(0)) {}
 
 template <typename Kind>
 void HttpViewers::admit(SoupServerMessage* message, const PictureArguments& arguments) {

@@ -18,9 +18,9 @@ namespace hostcam {
 
 class HttpViewers {
   public:
-    /// @param context borrowed, as long as pictures may be made
+    /// @param context held as long as a picture may be made
     /// @param limit how many may wait for pictures at the same time
-    HttpViewers(GMainContext* context, std::size_t limit);
+    HttpViewers(std::shared_ptr<GMainContext> context, std::size_t limit);
 
     /// Answers with one picture.
     void sendImage(SoupServerMessage* message, const PictureArguments& arguments);
@@ -42,7 +42,7 @@ class HttpViewers {
     template <typename Kind>
     void admit(SoupServerMessage* message, const PictureArguments& arguments);
 
-    GMainContext* const m_context;
+    const std::shared_ptr<GMainContext> m_context;
     const std::size_t m_limit;
     const std::shared_ptr<std::atomic<std::size_t>> m_count;
     PictureMaker m_maker;

@@ -7,14 +7,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/hostcam/http_service.h"
 #include "tests/unit/platform/hostcam/http_fixture.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing_support::comesTrue;
 using testing_support::countOf;
 using testing_support::HttpAnswer;
@@ -190,6 +188,25 @@ TEST_F(HttpServerTest, ASilentClientIsDropped) {
     EXPECT_TRUE(halfway.isClosed());
 }
 
+TEST_F(HttpServerTest, AViewerThatDoesNotReadAnyMoreIsDropped) {
+    const hostcam::Size large{640, 480};
+    testing_support::writeVideo(m_dir / "noise.y4m",
+                                {testing_support::TestPicture::pattern(large)});
+    useCamera("source=" + (m_dir / "noise.y4m").string() +
+              "\nresolutions=640x480\n[viewers]\nstreams=640x480\n");
+    hostcam::HttpOptions options;
+    options.silence = std::chrono::seconds(1);
+    serve(options);
+    const auto held = hostcam::Camera::open();
+    HttpConnection stuck(server->port(), 4096);
+    stuck.request(kVideo + std::string("?compression=0"));
+    (void)stuck.readHead();
+    EXPECT_TRUE(comesTrue([&] {
+        hostcam::advanceFrames(1);
+        return server->viewers() == 0;
+    }));
+}
+
 TEST_F(HttpServerTest, TwoHundredConnectionsLeaveNoDescriptorBehind) {
     serve();
     const auto held = hostcam::Camera::open();
@@ -309,64 +326,6 @@ TEST_F(HttpServerTest, APortThatIsTakenIsAnErrorThatNamesIt) {
         EXPECT_THAT(problem.what(), HasSubstr("the web endpoint cannot listen on 127.0.0.1:" +
                                               std::to_string(options.port) + ": "));
     }
-}
-
-class HttpServiceTest : public testing_support::HttpTest {
-  protected:
-    /// A port that is free now.
-    unsigned freePort() {
-        serve();
-        const unsigned port = server->port();
-        server.reset();
-        return port;
-    }
-};
-
-TEST_F(HttpServiceTest, AStreamBringsTheEndpointAndTakesItAway) {
-    const unsigned port = freePort();
-    showGreys("", "[http]\nport=" + std::to_string(port) + "\n");
-    EXPECT_THROW(HttpConnection early(port), std::runtime_error);
-    {
-        const auto stream = newStream(settings(64, 36));
-        const auto second = newStream(settings(32, 18));
-        EXPECT_EQ(testing_support::httpGet(port, kImage).status, 200);
-    }
-    EXPECT_THROW(HttpConnection late(port), std::runtime_error);
-    EXPECT_THAT(camera.takeWarnings(), IsEmpty());
-}
-
-TEST_F(HttpServiceTest, WithPortZeroThereIsNoEndpoint) {
-    showGreys("", "[http]\nport=0\n");
-    EXPECT_EQ(hostcam::openHttpService(), nullptr);
-}
-
-TEST_F(HttpServiceTest, ATakenPortIsReportedOnceAndStreamsComeAllTheSame) {
-    serve();
-    showGreys("", "[http]\nport=" + std::to_string(server->port()) + "\n");
-    const auto stream = newStream(settings(64, 36));
-    const auto second = newStream(settings(32, 18));
-    EXPECT_NE(stream, nullptr);
-    const std::vector<std::string> warnings = camera.takeWarnings();
-    ASSERT_EQ(warnings.size(), 1U);
-    EXPECT_THAT(warnings[0], HasSubstr("the web endpoint cannot listen on 127.0.0.1:"));
-}
-
-/// Ends the process in good order with the endpoint running and watched.
-[[noreturn]] void exitWhileWatched(unsigned port) {
-    // What is never freed is what an application leaves that just ends.
-    static const auto* const service = new auto(hostcam::openHttpService());
-    static const auto* const open = new auto(hostcam::Camera::open());
-    static auto* const viewer = new HttpConnection(port);
-    viewer->request("/axis-cgi/mjpg/video.cgi");
-    (void)viewer->readHead();
-    std::exit(service != nullptr && open != nullptr ? 7 : 1); // NOLINT(concurrency-mt-unsafe)
-}
-
-TEST_F(HttpServiceTest, AProcessEndsWithItsOwnStatusWhileSomebodyWatches) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const unsigned port = freePort();
-    showGreys("", "[http]\nport=" + std::to_string(port) + "\n");
-    EXPECT_EXIT(exitWhileWatched(port), testing::ExitedWithCode(7), "");
 }
 
 } // namespace
