@@ -1,12 +1,14 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "platform/hostcam/video_source.h"
 #include "tests/support/temp_dir.h"
@@ -127,6 +129,36 @@ TEST_F(FileSourceTest, AVideoBeginsAgainAfterItsLastPictureHadItsTime) {
     testing_support::writeGreyVideo(path("video.y4m"), kSize, {100, 101, 102});
     EXPECT_THAT(greys(*open(path("video.y4m")), 8),
                 ElementsAre(100, 101, 102, 100, 101, 102, 100, 101));
+}
+
+/// What this process has from the allocator, in bytes; 0 under a sanitizer, which has its own.
+std::size_t allocated() {
+    const struct mallinfo2 all = mallinfo2();
+    return all.uordblks + all.hblkhd;
+}
+
+std::ptrdiff_t openFiles() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                         std::filesystem::directory_iterator());
+}
+
+TEST_F(FileSourceTest, NothingIsKeptOfTheRoundsOfAVideo) {
+    constexpr std::uint64_t kRound = 2;
+    testing_support::writeGreyVideo(path("video.y4m"), kSize, {50, 90});
+    const auto source = open(path("video.y4m"));
+    std::uint64_t frame = 0;
+    const auto playUntilRound = [&](std::uint64_t round) {
+        for (; frame < round * kRound; ++frame) {
+            EXPECT_EQ(greyAt(*source, frame), frame % kRound == 0 ? 50 : 90);
+        }
+    };
+    playUntilRound(20);
+    const std::size_t before = allocated();
+    const std::ptrdiff_t filesBefore = openFiles();
+    playUntilRound(170);
+    // What one round holds at the moment differs by some hundred thousand bytes.
+    EXPECT_LT(allocated(), before + 1'000'000);
+    EXPECT_LT(openFiles(), filesBefore + 20);
 }
 
 TEST_F(FileSourceTest, WithoutLoopTheLastPictureStays) {
