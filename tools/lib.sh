@@ -119,7 +119,8 @@ configure() {
         ZM_ARM64_SYSROOT=$("$root/tools/arm64/ensure-sysroot.sh") || fail "there are no arm64 libraries (reason above)"
         export ZM_ARM64_SYSROOT
         uriparser=$("$root/tools/arm64/ensure-uriparser.sh") || fail "there is no uriparser for arm64 (reason above)"
-        set -- "-DCMAKE_PREFIX_PATH=$uriparser" "$@"
+        # Not the shared one that stands with the arm64 libraries.
+        set -- "-Duriparser_DIR=$(echo "$uriparser"/lib/cmake/uriparser-*)" "$@"
         target=(--arm64)
     fi
     opencv=$(mktemp)
