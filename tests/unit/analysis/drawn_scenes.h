@@ -6,7 +6,7 @@
 #include <vector>
 
 #include <opencv2/core.hpp>
-#include <opencv2/objdetect/aruco_dictionary.hpp>
+#include <opencv2/objdetect/aruco_detector.hpp>
 
 namespace testing_support {
 

@@ -29,6 +29,8 @@ enum class Memory { Real, Set, Untold };
 Memory g_memory = Memory::Real;
 struct sysinfo g_setMemory {};
 
+testing_support::TimerCall g_lastTimer; // main thread
+
 std::function<void()>& timerListener() {
     static auto* const instance = new std::function<void()>;
     return *instance;
@@ -115,6 +117,7 @@ int sysinfo(struct sysinfo* info) {
 }
 
 guint g_timeout_add(guint interval, GSourceFunc function, gpointer data) {
+    g_lastTimer = {interval, function, data};
     const guint id = next<decltype(g_timeout_add)>(__func__)(interval, function, data);
     if (timerListener()) {
         timerListener()();
@@ -151,6 +154,10 @@ void failToTellTheMemory() {
 
 void tellTheRealMemory() {
     g_memory = Memory::Real;
+}
+
+TimerCall lastTimer() {
+    return g_lastTimer;
 }
 
 void onTimerInstalled(std::function<void()> function) {

@@ -5,6 +5,8 @@
 
 #include <functional>
 
+#include <glib.h>
+
 namespace testing_support {
 
 /// How the web service's library behaves.
@@ -29,5 +31,13 @@ void tellTheRealMemory();
 
 /// Has a function called right after a GLib timer was installed; an empty one: no longer.
 void onTimerInstalled(std::function<void()> function);
+
+/// The arguments of the timer installed last.
+struct TimerCall {
+    guint interval = 0; ///< milliseconds
+    GSourceFunc function = nullptr;
+    gpointer data = nullptr;
+};
+[[nodiscard]] TimerCall lastTimer();
 
 } // namespace testing_support

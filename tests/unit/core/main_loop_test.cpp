@@ -1,9 +1,11 @@
 // main from its beginning to its end, each run in a process of its own, and SIGTERM at every moment
 // of it. The process that runs the tests has one thread only, so that it may fork.
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <optional>
 #include <thread>
@@ -14,6 +16,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "analysis/common_structs.h"
+#include "analysis/tracker.h"
 #include "core/shared_state.h"
 #include "outputs/overlay_manager.h"
 #include "tests/unit/core/app_main_fixture.h"
@@ -203,6 +207,65 @@ TEST_F(MainTest, TimerRunsTheAnalysisInTheLoop) {
     store("DisplayNonAOI", "true");
     const End end = run([] { stopOnce([] { return hasStatus(200); }); });
     EXPECT_EQ(end.status, 0);
+}
+
+TEST_F(MainTest, TimerHasThePeriodOfTheAnalysisAndItsCallbackWithoutData) {
+    const End end = run([] {
+        stopFromTheLoop();
+        testing_support::onTimerInstalled([] {
+            testing_support::onTimerInstalled({});
+            const testing_support::TimerCall timer = testing_support::lastTimer();
+            g_Logger.info(
+                "timer of " + std::to_string(timer.interval) + " ms " +
+                (timer.function == thread_function && timer.data == nullptr ? "alone" : "else"));
+        });
+    });
+    EXPECT_EQ(end.status, 0);
+    EXPECT_THAT(end.log, Contains("info|timer of 100 ms alone"));
+}
+
+TEST_F(MainTest, AnalysisStateIsResetBeforeTheLoopRunsAndMarkersOutliveOneMissedTick) {
+    const End end = run([] {
+        g_AOI1State.set_state("1,2");
+        g_Id2Time[3] = timeval{};
+        g_idle_add(
+            [](gpointer) -> gboolean {
+                g_Logger.info("state '" + g_AOI1State.get_state() + "' with " +
+                              std::to_string(g_Id2Time.size()) + " times");
+                (void)g_Tracker.track_detections({detection()});
+                const std::size_t missedOnce = g_Tracker.track_detections({}).size();
+                const std::size_t missedTwice = g_Tracker.track_detections({}).size();
+                g_Logger.info("tracked " + std::to_string(missedOnce) + ", then " +
+                              std::to_string(missedTwice));
+                kill(getpid(), SIGTERM);
+                return FALSE;
+            },
+            nullptr);
+    });
+    EXPECT_EQ(end.status, 0);
+    EXPECT_THAT(end.log, Contains("info|state '' with 0 times"));
+    EXPECT_THAT(end.log, Contains("info|tracked 1, then 0"));
+}
+
+TEST_F(MainTest, SystemLogIsClosedAfterTheEndingLineAndBeforeTheLogEnds) {
+    const End end = run([] {
+        stopFromTheLoop();
+        onSyslogLine([](const std::string& line) {
+            std::ofstream("syslog", std::ios::app) << line << '\n';
+        });
+    });
+    EXPECT_EQ(end.status, 0);
+    std::vector<std::string> lines = testing_support::readLines("syslog");
+    // Before it the web service, on a thread of its own, may still have something to say.
+    const auto closed = std::ranges::find(lines, "close");
+    ASSERT_NE(closed, lines.end());
+    const auto ending = std::ranges::find_if(lines, [](const std::string& line) {
+        return line.starts_with("6|logMemoryUsage: Ending Zerith Markers - Total memory: ");
+    });
+    EXPECT_LT(ending, closed);
+    EXPECT_GT(std::ranges::find(lines, "4|STOPPING zerith_markers"), closed);
+    // The objects go in the reverse order of their construction.
+    EXPECT_EQ(lines.back(), "6|~PackageConfig: PackageConfig destructor");
 }
 
 TEST_F(MainTest, FactorySettingsRunWithStatus408) {

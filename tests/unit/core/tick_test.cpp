@@ -1,5 +1,6 @@
 // One analysis step: what it does, in which order, and the status that it leaves.
 
+#include <algorithm>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -7,10 +8,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "analysis/area_of_interest.h"
+#include "analysis/common_structs.h"
 #include "core/shared_state.h"
 #include "outputs/event_manager.h"
 #include "outputs/overlay_manager.h"
 #include "tests/support/moved_clock.h"
+#include "tests/unit/analysis/drawn_scenes.h"
 #include "tests/unit/core/app_main_fixture.h"
 #include "video/VideoStreamSource.h"
 
@@ -106,6 +110,61 @@ TEST_F(TickTest, StepTakesOneFreshFrameAndThenDrawsTheOverlays) {
     EXPECT_EQ(hostcam::callCount("vdo_stream_get_buffer"), 1U);
     EXPECT_EQ(hostcam::callCount("axoverlay_redraw"), 1U);
     EXPECT_EQ(loadShared(g_StatusCode), 200);
+}
+
+TEST_F(TickTest, StepDetectsThenDecidesThenDrawsThenSetsTheStatus) {
+    g_ConfigParams.b_IsRequirePresent = false; // alert while markers are lost
+    g_ConfigParams.i_MarkersSeconds = -1;      // from the first step on
+    fail("vdo_stream_get_buffer");
+    fail("axoverlay_redraw");
+    storeShared(g_StatusCode, 100);
+    int statusAtTheRedraw = -1;
+    testing_support::onSyslogLine([&](const std::string& line) {
+        if (line.find("Failed to redraw overlay") != std::string::npos) {
+            statusAtTheRedraw = loadShared(g_StatusCode);
+        }
+    });
+    EXPECT_EQ(do_one_analysis(), 0);
+    EXPECT_THAT(logLines(),
+                ElementsAre("error|getFrame: VideoStreamSource::getFrame failed to get VDO buffer. "
+                            "reason",
+                            "error|detect_markers: unable to getFrame",
+                            "warning|sendEventStarted: Starting event Zerith Markers Alert",
+                            "error|renderFindings: Failed to redraw overlay: reason"));
+    EXPECT_EQ(statusAtTheRedraw, 100);
+    EXPECT_EQ(loadShared(g_StatusCode), 502);
+}
+
+TEST_F(TickTest, MarkerIsDetectedTrackedPublishedAndExaminedInOneStep) {
+    /// One marker in a light scene, whatever the camera sees.
+    struct MarkerSource : VideoStreamSource {
+        using VideoStreamSource::VideoStreamSource;
+        bool getFrame(int height, int width, int /*rotation*/, std::uint8_t* pixels) override {
+            cv::Mat scene = testing_support::emptyScene(width, height);
+            testing_support::drawMarker(scene, cv::aruco::DICT_5X5_100, 7, 100, 50);
+            std::copy_n(scene.data, scene.total() * 3, pixels);
+            return true;
+        }
+    };
+    g_videoStreamSource = std::make_unique<MarkerSource>(180, 320, 0);
+    g_AreaofInterest.set_detection(1, {{1, 1}, {319, 1}, {319, 179}, {1, 179}});
+    g_ConfigParams.i_MarkersSeconds = -1; // a marker that is seen again is there lengthily
+    hostcam::clearFaults();
+
+    EXPECT_EQ(do_one_analysis(), 0);
+
+    ASSERT_EQ(g_detections.size(), 1U);
+    EXPECT_EQ(g_detections[0].classId, 7);
+    ASSERT_EQ(g_findings.size(), 1U);
+    EXPECT_EQ(g_findings[0].footing, in_AOI1_briefly);
+    EXPECT_EQ(g_AOI1State.get_state(), std::to_string(g_findings[0].id));
+    EXPECT_EQ(g_Id2Time.count(g_findings[0].id), 1U) << "examined once it was tracked";
+    EXPECT_EQ(hostcam::callCount("ax_event_handler_send_event"), 1U);
+    EXPECT_EQ(loadShared(g_StatusCode), 200);
+
+    EXPECT_EQ(do_one_analysis(), 0);
+    EXPECT_EQ(g_findings[0].footing, in_AOI1_lengthily);
+    EXPECT_EQ(loadShared(g_StatusCode), 502) << "decided once it was examined";
 }
 
 TEST_F(TickTest, StepGoesOnWithoutAnOverlayManager) {
