@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <stdexcept>
 
 #include <arpa/inet.h>
@@ -11,6 +12,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,23 +23,33 @@ namespace {
 
 constexpr std::chrono::minutes kPatience{1};
 
-/// A port that nobody listens on. It is none of those that the system gives to connecting clients:
-/// one that tries such a port of its own machine again and again may end up connected to itself.
-int freePort() {
-    constexpr int kFirst = 20'000;
-    constexpr int kCount = 10'000;
-    for (int offset = 0; offset < kCount; ++offset) {
-        const int port = kFirst + (getpid() + offset) % kCount;
-        const hostcam::Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(static_cast<in_port_t>(port));
-        if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-            return port;
-        }
-    }
-    throw std::runtime_error("no port is free");
+hostcam::Descriptor openSocket(int family) {
+    return hostcam::Descriptor(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+}
+
+/// Takes a port for this broker among all of this machine's tests: a name that only one socket can
+/// have, and that goes with it. @return null when another has it
+hostcam::Descriptor takePort(int port) {
+    hostcam::Descriptor socket = openSocket(AF_UNIX);
+    const std::string name = "zerith-markers-tests-port-" + std::to_string(port);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    // A zero in front: the name is no file.
+    std::copy(name.begin(), name.end(), address.sun_path + 1);
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    const bool taken = bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0;
+    return taken ? std::move(socket) : hostcam::Descriptor();
+}
+
+bool isFree(int port) {
+    const hostcam::Descriptor socket = openSocket(AF_INET);
+    const int on = 1;
+    setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<in_port_t>(port));
+    return bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 } // namespace
@@ -52,7 +64,8 @@ std::string MqttBroker::program() {
     return "";
 }
 
-MqttBroker::MqttBroker() : m_port(freePort()) {
+MqttBroker::MqttBroker() {
+    choosePort();
     // One message at a time to a client too, so that its order shows the publisher's.
     writeFile(m_dir / "broker.conf", "listener " + std::to_string(m_port) +
                                          " 127.0.0.1\n"
@@ -75,6 +88,18 @@ MqttBroker::~MqttBroker() {
     stop();
 }
 
+/// None of the ports that the system gives to connecting clients: one that tries such a port of its
+/// own machine again and again may end up connected to itself.
+void MqttBroker::choosePort() {
+    for (m_port = 20'000; m_port < 30'000; ++m_port) {
+        m_turn = takePort(m_port);
+        if (m_turn && isFree(m_port)) {
+            return;
+        }
+    }
+    throw std::runtime_error("no port is free");
+}
+
 std::string MqttBroker::address() const {
     return "127.0.0.1:" + std::to_string(m_port);
 }
@@ -85,7 +110,7 @@ void MqttBroker::start() {
         throw std::runtime_error("no pipe");
     }
     m_output = hostcam::Descriptor(ends[0]);
-    const hostcam::Descriptor input(ends[1]);
+    hostcam::Descriptor input(ends[1]);
     const std::string path = program();
     const std::string configuration = m_dir / "broker.conf";
     m_process = fork();
@@ -94,6 +119,7 @@ void MqttBroker::start() {
         execl(path.c_str(), path.c_str(), "-c", configuration.c_str(), nullptr);
         _exit(127);
     }
+    input = hostcam::Descriptor(); // so that the broker's end ends what it says
     std::string said;
     while (said.find(" running") == std::string::npos) {
         pollfd file{m_output.get(), POLLIN, 0};

@@ -39,8 +39,11 @@ class MqttBroker {
     [[nodiscard]] std::string address() const;
 
   private:
+    void choosePort();
+
     TempDir m_dir;
     int m_port = 0;
+    hostcam::Descriptor m_turn; ///< keeps the port for this broker while it is stopped, too
     pid_t m_process = -1;
     hostcam::Descriptor m_output;
 };
