@@ -109,6 +109,21 @@ count_programs() {
     [ "$(count failed "$stage")" = 0 ] || { say "Whole output in $log:" && failures_in "$log"; }
 }
 
+# count_junit NAME COMMAND...: runs tests that leave their results as JUnit's XML in the file that JUNIT_FILE
+# names, and counts their cases. Without results the run as a whole has failed.
+count_junit() {
+    local name=$1 log=$logs/$stage.log status=0 kind label
+    shift
+    export JUNIT_FILE=$logs/$stage.xml
+    rm -f "$JUNIT_FILE"
+    patiently "$@" >"$log" 2>&1 || status=$?
+    while IFS=$'\t' read -r kind label; do
+        record "$kind" "$label"
+    done < <("$root/tools/junit-cases.py" "$JUNIT_FILE" 2>>"$log")
+    if [ "$status" != 0 ] && [ "$(count failed "$stage")" = 0 ]; then record failed "$name ended with status $status"; fi
+    [ "$(count failed "$stage")" = 0 ] || { say "Whole output in $log:" && tail -n 100 "$log"; }
+}
+
 # run_script SCRIPT ARGUMENT...: a test script that prints "ok NAME", "not ok NAME" or "skip NAME: REASON" for each
 # of its cases, and whatever explains a failure before that line.
 run_script() {

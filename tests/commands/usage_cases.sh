@@ -5,7 +5,7 @@
 help_names_each_option() {
     local option
     expect 0 "$run" --help
-    for option in --source --set --factory --state --config --duration --port --address --login --no-build --cache --help; do
+    for option in --source --set --factory --state --config --duration --port --address --login --no-build --build-only --cache --help; do
         has out " $option"
     done
     expect 0 "$root/test" --help
