@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -48,6 +49,7 @@ sockaddr_in loopback(std::uint16_t port) {
 /// Runs a program with its output in a file.
 pid_t spawn(const std::vector<std::string>& command, const std::filesystem::path& output) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
