@@ -79,13 +79,14 @@ test('Every setting shows in the picture', async ({ page, demo }) => {
     await save(page);
 
     // The marker on the wall inside the area, for longer than the time: red.
+    await page.getByLabel('Seconds until the alert').fill('1');
     await page.getByRole('link', { name: 'Live view' }).click();
     for (const [label, value] of [['Corner 1, percent from the left', '5'], ['Corner 1, percent from the top', '0'], ['Corner 4, percent from the left', '5'], ['Corner 2, percent from the top', '0']] as const) {
         await page.getByLabel(label).fill(value);
         await page.getByLabel(label).blur();
     }
     await save(page);
-    await expect.poll(async () => (await seen()).red, { timeout: 15_000 }).toBeGreaterThan(100);
+    await expect.poll(async () => (await seen()).red, { timeout: 40_000 }).toBeGreaterThan(100);
 });
 
 test('Overlays are drawn on the stream that is chosen, and on no other', async ({ page, demo }) => {

@@ -106,6 +106,10 @@ export class ZmApp extends ZmElement {
                 bottom: 0;
                 z-index: 5;
             }
+            #lost {
+                border: 1px solid var(--bad);
+                border-radius: var(--radius) var(--radius) 0 0;
+            }
             select {
                 min-height: 2.2rem;
             }
@@ -117,8 +121,6 @@ export class ZmApp extends ZmElement {
                 left: 0.5rem;
                 top: 0.5rem;
                 z-index: 10;
-                background: var(--card);
-                padding: 0.5rem 0.8rem;
             }
             footer {
                 margin-top: 1.5rem;
@@ -159,18 +161,21 @@ export class ZmApp extends ZmElement {
         document.title = `${t(`state.${this.store.connection.state}`)} – Zerith Markers`;
     }
 
-    #notice(): TemplateResult | typeof nothing {
+    /** Below, where it comes and goes without moving what is being looked at or pointed to. */
+    #lost(): TemplateResult | typeof nothing {
         const { failure, state } = this.store.connection;
-        if (failure !== undefined) {
-            return html`<div class="note bad" id="lost">
-                <strong>${t(`state.${state}`)}</strong> ${failureText(failure)} ${t('lost.trying')}
-            </div>`;
+        if (failure === undefined) return nothing;
+        return html`<div class="note bad" id="lost">
+            <strong>${t(`state.${state}`)}</strong> ${failureText(failure)} ${t('lost.trying')}
+        </div>`;
+    }
+
+    #notice(): TemplateResult | typeof nothing {
+        const { connection, document: settings, documentFailure, draft, proposed } = this.store;
+        if (documentFailure !== undefined && connection.failure === undefined) {
+            return html`<div class="note bad" id="unreadable">${t('settings.unreadable')} ${failureText(documentFailure)}</div>`;
         }
-        const unreadable = this.store.documentFailure;
-        if (unreadable !== undefined) {
-            return html`<div class="note bad" id="unreadable">${t('settings.unreadable')} ${failureText(unreadable)}</div>`;
-        }
-        if (this.store.draft !== undefined && this.store.proposed.length > 0 && this.store.document?.eulaAccepted === true) {
+        if (draft !== undefined && proposed.length > 0 && settings?.eulaAccepted === true) {
             return html`<div class="note warn" id="proposals">${t('proposals')}</div>`;
         }
         return nothing;
@@ -192,17 +197,12 @@ export class ZmApp extends ZmElement {
         }
     }
 
-    #skip(event: Event): void {
-        event.preventDefault();
-        this.renderRoot.querySelector('main')?.focus();
-    }
-
     override render(): TemplateResult {
         const { state } = this.store.connection;
         const editable = this.store.document?.eulaAccepted === true;
         return html`
-            <a class="skip" href="#${this.view}" @click=${(e: Event) => this.#skip(e)}>${t('skip')}</a>
             <header>
+                <button class="skip" @click=${() => this.renderRoot.querySelector('main')?.focus()}>${t('skip')}</button>
                 <div class="inner">
                     <div class="head">
                         <h1>Zerith Markers</h1>
@@ -241,7 +241,10 @@ export class ZmApp extends ZmElement {
                 </div>
                 <footer class="soft">Zerith Markers ${__VERSION__}</footer>
             </main>
-            ${editable ? html`<div class="inner bottom"><zm-save-bar></zm-save-bar></div>` : nothing}
+            <section class="inner bottom" aria-label=${t('save.region')}>
+                <div role="status">${this.#lost()}</div>
+                ${editable ? html`<zm-save-bar></zm-save-bar>` : nothing}
+            </section>
         `;
     }
 }

@@ -43,6 +43,8 @@ export class ZmLiveView extends ZmElement {
     #place(): void {
         this.placing = !this.placing;
         this.placed = 0;
+        // What is to be clicked into has to be in sight.
+        if (this.placing) this.renderRoot.querySelector('zm-picture')?.scrollIntoView({ block: 'nearest' });
     }
 
     override render(): TemplateResult {
