@@ -48,9 +48,9 @@ class HttpTest : public CameraTest {
     static constexpr hostcam::Size kSize{64, 36};
 
     HttpTest() {
-        std::vector<std::uint8_t> greys;
-        for (int frame = 0; frame < 60; ++frame) {
-            greys.push_back(static_cast<std::uint8_t>(40 + 3 * frame));
+        std::vector<std::uint8_t> greys(60);
+        for (std::size_t frame = 0; frame < greys.size(); ++frame) {
+            greys[frame] = static_cast<std::uint8_t>(40 + 3 * frame);
         }
         writeGreyVideo(m_dir / "grey.y4m", kSize, greys);
         showGreys("");

@@ -247,6 +247,9 @@ TEST_F(HttpServerTest, TheEndClosesConnectionsAndLeavesNoThread) {
             (void)clients.back()->readHead();
         }
         const unsigned port = server->port();
+        EXPECT_EQ(server->viewers(), 3U);
+        server->stop(std::chrono::seconds(30));
+        EXPECT_EQ(server->viewers(), 0U);
         server.reset();
         EXPECT_THROW(HttpConnection late(port), std::runtime_error) << "nobody listens any more";
     }
