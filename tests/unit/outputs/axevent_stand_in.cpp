@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <mutex>
 #include <set>
+#include <utility>
 
 #include <axsdk/axevent.h>
 
@@ -25,6 +26,8 @@ struct State {
     std::vector<std::string> calls;
     std::set<std::string> failing;
     std::vector<long long> timeStamps;
+    std::vector<long long> timeZones;
+    std::function<void()> onSend;
     guint lastId = 0;
     guint idOnFailure = 0;
     int live = 0;
@@ -109,6 +112,14 @@ std::vector<long long> timeStamps() {
     return s_state.timeStamps;
 }
 
+std::vector<long long> timeZones() {
+    return s_state.timeZones;
+}
+
+void onSend(std::function<void()> function) {
+    s_state.onSend = std::move(function);
+}
+
 } // namespace axevent_stand_in
 
 AXEventHandler* ax_event_handler_new(void) {
@@ -142,6 +153,9 @@ gboolean ax_event_handler_undeclare(AXEventHandler* event_handler, guint declara
 
 gboolean ax_event_handler_send_event(AXEventHandler* event_handler, guint declaration,
                                      AXEvent* event, GError** /*error*/) {
+    if (s_state.onSend) {
+        s_state.onSend();
+    }
     return called("ax_event_handler_send_event", std::to_string(declaration) + event->content) &&
                    event_handler->magic == 4711
                ? TRUE
@@ -155,6 +169,7 @@ AXEvent* ax_event_new2(AXEventKeyValueSet* key_value_set, GDateTime* time_stamp)
         const std::lock_guard lock(s_mutex);
         s_state.timeStamps.push_back(g_date_time_to_unix(time_stamp) * 1000000LL +
                                      g_date_time_get_microsecond(time_stamp));
+        s_state.timeZones.push_back(g_date_time_get_utc_offset(time_stamp) / G_TIME_SPAN_SECOND);
     }
     return event;
 }

@@ -5,6 +5,7 @@
 // handed out and not released. Its calls may come from several threads; what the test asks may not
 // overlap with them.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,5 +32,11 @@ void leaveIdOnFailure(unsigned id);
 
 /// Time stamps that events were made with, in microseconds since 1970.
 [[nodiscard]] std::vector<long long> timeStamps();
+
+/// How far east of Greenwich the zone of each of these time stamps lies, in seconds.
+[[nodiscard]] std::vector<long long> timeZones();
+
+/// Has a function called in every ax_event_handler_send_event(), until reset().
+void onSend(std::function<void()> function);
 
 } // namespace axevent_stand_in

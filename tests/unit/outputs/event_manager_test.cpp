@@ -2,6 +2,8 @@
 // which arguments, in which order, and what the log says.
 
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
 #include <memory>
 
 #include <gmock/gmock.h>
@@ -338,6 +340,36 @@ TEST_F(EventManagerTest, ASendStampsTheEventWithTheTimeNowAndReleasesSetAndEvent
     EXPECT_GE(axevent_stand_in::timeStamps()[0], before);
     EXPECT_LE(axevent_stand_in::timeStamps()[0], after);
     EXPECT_THAT(logLines(), IsEmpty());
+}
+
+TEST_F(EventManagerTest, ATimeStampIsInLocalTime) {
+    declareBoth();
+    std::string text = "1";
+    setenv("TZ", "EAST-3", 1); // three hours east of Greenwich
+    tzset();
+
+    m_manager->sendEvent(kAlert, true);
+    m_manager->sendDataEvent(text);
+
+    unsetenv("TZ");
+    tzset();
+    EXPECT_THAT(axevent_stand_in::timeZones(), ElementsAre(3 * 3600, 3 * 3600));
+}
+
+TEST_F(EventManagerTest, AStateIsChangedOnceItsEventHasBeenSent) {
+    declareBoth();
+    std::vector<bool> statesAtTheSends;
+    axevent_stand_in::onSend([&] {
+        statesAtTheSends.push_back(m_manager->isEventStarted(kAlert));
+        statesAtTheSends.push_back(m_manager->isEventStartedManually(kAlert));
+    });
+
+    m_manager->sendEventStarted(m_alert);
+    m_manager->sendEventStartedManually(m_alert);
+    m_manager->sendEventStopped(m_alert);
+    m_manager->sendEventStoppedManually(m_alert);
+
+    EXPECT_THAT(statesAtTheSends, ElementsAre(false, false, true, false, true, true, false, true));
 }
 
 TEST_F(EventManagerTest, ASendWhoseValueCannotBeSetIsLoggedAndReleased) {

@@ -540,6 +540,41 @@ TEST_F(OverlayRenderTest, AMirroredPortraitStreamIsMirroredAcrossItsUprightWidth
     EXPECT_EQ(picture.differenceFrom(expected), "");
 }
 
+TEST_F(OverlayRenderTest, APortraitStreamOfAnotherAspectRatioHasTheRatiosComparedTheOtherWayRound) {
+    OverlayManager::SetApplicationStreamResolution(480, 640);
+    g_AnalysisStreamWidth = 720;
+    g_AnalysisStreamHeight = 1280;
+    g_findings = {findingAt({{100, 900}, {300, 900}, {300, 1100}, {100, 1100}}, in_AOI1_briefly)};
+    const Stream stream{640, 480, 90};
+
+    // 160 rows are cut away above and below; the scale is 479 / 719.
+    Picture cropped(stream);
+    cropped.render();
+    Expectation expected(stream, 3, 16);
+    expected.outline({{66, 492}, {199, 492}, {199, 626}, {66, 626}}, kGreen);
+    expected.label("7", 130, 562);
+    expected.status("Status 200 : 37 ms. ");
+    EXPECT_EQ(cropped.differenceFrom(expected), "");
+
+    // On any other sensor the whole picture is shown between two bands of 60 columns, at 639 /
+    // 1279.
+    g_SensorIs16x9 = false;
+    Picture embedded(stream);
+    embedded.render();
+    Expectation whole(stream, 3, 16);
+    whole.outline({{110, 450}, {210, 450}, {210, 550}, {110, 550}}, kGreen);
+    whole.label("7", 158, 502);
+    whole.status("Status 200 : 37 ms. ");
+    EXPECT_EQ(embedded.differenceFrom(whole), "");
+}
+
+TEST_F(OverlayRenderTest, EdgesAreSmoothedAsWellAsCanBe) {
+    Picture picture(Stream{});
+    picture.render();
+
+    EXPECT_EQ(cairo_get_antialias(picture.cairo()), CAIRO_ANTIALIAS_BEST);
+}
+
 TEST_F(OverlayRenderTest, TheStatusLineOfALandscapeStreamStandsTwoTextHeightsAboveItsLowerEdge) {
     const Stream stream;
     Picture picture(stream);

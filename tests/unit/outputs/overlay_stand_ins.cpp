@@ -1,6 +1,7 @@
 #include "tests/unit/outputs/overlay_stand_ins.h"
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 #include <glib-object.h>
@@ -40,6 +41,12 @@ bool called(const std::string& function, const std::string& arguments = "",
     }
     g_set_error_literal(error, g_quark_from_string("overlay-stand-in"), 1, "broken");
     return false;
+}
+
+/// Lists of sizes that are not released.
+std::set<const void*>& liveLists() {
+    static std::set<const void*> instance;
+    return instance;
 }
 
 /// Counts a channel's end.
@@ -157,6 +164,8 @@ VdoResolutionSet* vdo_channel_get_resolutions(VdoChannel* self, VdoMap* filter, 
     }
     auto* const set = static_cast<VdoResolutionSet*>(
         g_malloc0(sizeof(VdoResolutionSet) + sizes->size() * sizeof(VdoResolution)));
+    liveLists().insert(set);
+    ++world().liveObjects;
     set->count = sizes->size();
     for (std::size_t i = 0; i < sizes->size(); ++i) {
         set->resolutions[i].width = (*sizes)[i].first;
@@ -164,6 +173,23 @@ VdoResolutionSet* vdo_channel_get_resolutions(VdoChannel* self, VdoMap* filter, 
     }
     return set;
 }
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker makes these
+// names.
+extern "C" {
+
+void __real_g_free(gpointer memory);
+void __wrap_g_free(gpointer memory);
+
+void __wrap_g_free(gpointer memory) {
+    if (liveLists().erase(memory) > 0) {
+        --world().liveObjects;
+    }
+    __real_g_free(memory);
+}
+
+} // extern "C"
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 // Other modules ---------------------------------------------------------------------------------
 

@@ -217,8 +217,8 @@ TEST_F(OverlayStreamsTest, AChannelWithoutSizesAddsNothing) {
     EXPECT_EQ(OverlayManager::getCamerasResolutionsAsCsv(), "");
 }
 
-TEST_F(OverlayStreamsTest, EveryChannelIsReleased) {
-    world().channels = {std::nullopt, {{{640, 360}}}};
+TEST_F(OverlayStreamsTest, EveryChannelAndEveryListOfSizesIsReleased) {
+    world().channels = {std::nullopt, {{{640, 360}}}, {{{640, 360}}}};
 
     EXPECT_THAT(texts(OverlayManager::getCameraResolutions()), ElementsAre("640x360"));
 
