@@ -168,6 +168,6 @@ test('What was saved is shown, save after save, without creeping', async ({ page
 
 test('A position that the camera cannot keep is replaced visibly', async ({ page }) => {
     await type(page, 'Corner 1, percent from the left', '26');
-    await expect(page.locator('zm-area-fields')).toContainText('The camera cannot keep 26 % and gets 27 %.');
+    await expect(page.locator('zm-area-fields')).toContainText('The camera cannot keep 26\u00a0% and gets 27\u00a0%.');
     expect((await shown(page))[0]).toBe(27);
 });

@@ -1,10 +1,19 @@
 import { spawnSync } from 'node:child_process';
 import { existsSync, readFileSync } from 'node:fs';
+import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import type { Page } from '@playwright/test';
 import { expect, open, test } from './stack';
 
-const detector = process.env['ZM_DETECT_SHEET'] ?? fileURLToPath(new URL('../../build/release/web/detect_sheet', import.meta.url));
+const built = process.env['ZM_BUILD'] ?? fileURLToPath(new URL('../../build/release', import.meta.url));
+const detector = join(built, 'web/detect_sheet');
+
+test("The page's marker patterns are the detector's own", () => {
+    const file = fileURLToPath(new URL('../../web/src/model/tables.json', import.meta.url));
+    const made = spawnSync(join(built, 'web/marker_tables'), [], { encoding: 'utf8', maxBuffer: 1 << 20 });
+    expect(made.status, made.error?.message ?? made.stderr).toBe(0);
+    expect(readFileSync(file, 'utf8')).toBe(made.stdout);
+});
 
 /** Draws a sheet with so many pixels a millimetre and asks the detector which markers are on it. */
 async function detected(page: Page, svg: string, dictionary: string, pixelsPerMillimetre: number): Promise<number[]> {
