@@ -1,3 +1,4 @@
+import { fileURLToPath } from 'node:url';
 import js from '@eslint/js';
 import { configs as lit } from 'eslint-plugin-lit';
 import ts from 'typescript-eslint';
@@ -8,7 +9,7 @@ export default ts.config(
     {
         files: ['**/*.ts'],
         extends: [...ts.configs.strictTypeChecked, lit['flat/recommended']],
-        languageOptions: { parserOptions: { projectService: true, tsconfigRootDir: import.meta.dirname } },
+        languageOptions: { parserOptions: { projectService: true, tsconfigRootDir: fileURLToPath(new URL('.', import.meta.url)) } },
         rules: {
             '@typescript-eslint/restrict-template-expressions': ['error', { allowNumber: true }],
             '@typescript-eslint/switch-exhaustiveness-check': ['error', { considerDefaultExhaustiveForUnions: true }],
@@ -26,6 +27,6 @@ export default ts.config(
     },
     {
         files: ['**/*.mjs', '*.js'],
-        languageOptions: { globals: { process: 'readonly', console: 'readonly' } },
+        languageOptions: { globals: { process: 'readonly', console: 'readonly', URL: 'readonly' } },
     },
 );

@@ -17,6 +17,10 @@ describe('the log', () => {
         expect(lines[4]).toEqual({ time: '', application: '', level: '', message: 'no log line' });
     });
 
+    it('shows the second line of a message as such', () => {
+        expect(parseLog('|||and more\n')).toEqual([{ time: '', application: '', level: '', message: 'and more' }]);
+    });
+
     it('may be empty', () => {
         expect(parseLog('')).toEqual([]);
     });
@@ -36,5 +40,7 @@ describe('the log', () => {
         expect(looksLikeLog('')).toBe(true);
         expect(looksLikeLog(text)).toBe(true);
         expect(looksLikeLog('<html><body>502</body></html>')).toBe(false);
+        expect(looksLikeLog('Bad Gateway')).toBe(false);
+        expect(looksLikeLog('|||the end of a line\n' + text)).toBe(true);
     });
 });

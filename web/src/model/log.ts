@@ -18,7 +18,8 @@ export function parseLog(text: string): LogLine[] {
     if (lines.at(-1) === '') lines.pop();
     return lines.map((line) => {
         const found = linePattern.exec(line);
-        if (found === null) return { time: '', application: '', level: '', message: line };
+        // The service puts its separators before what goes on from the line above.
+        if (found === null) return { time: '', application: '', level: '', message: line.replace(/^\|\|\|/, '') };
         const [, time = '', application = '', level = '', message = ''] = found;
         return { time, application, level: level as Level, message };
     });
@@ -42,5 +43,5 @@ export function filterLog(lines: readonly LogLine[], filter: LogFilter): LogLine
 
 /** Whether an answer can be the log. An empty one can: it has just been cleared. */
 export function looksLikeLog(text: string): boolean {
-    return text === '' || linePattern.test(text.split('\n', 1)[0] ?? '') || !text.trimStart().startsWith('<');
+    return text === '' || text.split('\n').some((line) => linePattern.test(line));
 }
