@@ -22,6 +22,20 @@ export class ZmSaveBar extends ZmElement {
             .row {
                 justify-content: space-between;
             }
+            /* On a telephone the bar leaves room for what it is about. */
+            @media (max-width: 30rem) {
+                .bar {
+                    padding: 0.5rem 0.7rem;
+                    gap: 0.4rem;
+                    font-size: 0.9rem;
+                }
+                .note {
+                    padding: 0.35rem 0.6rem;
+                }
+                .proposed {
+                    display: none;
+                }
+            }
         `,
     ];
 
@@ -64,7 +78,9 @@ export class ZmSaveBar extends ZmElement {
                 ? html`<div class="row">
                       <span>
                           ${edited.length > 0 ? t('save.changed', { fields: fieldList(edited) }) : nothing}
-                          ${proposed.length > 0 ? t('save.proposed', { fields: fieldList(proposed) }) : nothing}
+                          ${proposed.length > 0
+                              ? html`<span class="proposed">${t('save.proposed', { fields: fieldList(proposed) })}</span>`
+                              : nothing}
                       </span>
                       <span class="row">
                           ${edited.length > 0
