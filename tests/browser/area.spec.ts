@@ -129,6 +129,20 @@ for (const [typed, reason] of [['', 'whole number from 0 to 100'], ['101', 'whol
     });
 }
 
+test('A position is typed as slowly as one likes, while the status is refreshed', async ({ page }) => {
+    const field = page.getByLabel('Corner 2, percent from the top');
+    await field.focus();
+    await page.keyboard.press('Control+A');
+    await page.keyboard.press('1');
+    // Longer than from one refresh to the next.
+    await page.waitForResponse('**/*action=get_status_code');
+    await page.waitForResponse('**/*action=get_status_code');
+    await expect(field).toHaveValue('1');
+    await page.keyboard.press('2');
+    await page.keyboard.press('Tab');
+    expect((await shown(page)).slice(2, 4)).toEqual([75, 12]);
+});
+
 test('Crossing lines are pointed out, not saved, and put in order', async ({ page, demo }) => {
     await type(page, 'Corner 1, percent from the left', '90');
     await type(page, 'Corner 2, percent from the left', '10');

@@ -13,6 +13,8 @@ import { look, mark, ZmElement } from './base';
 export class ZmAreaFields extends ZmElement {
     @property({ type: Boolean }) placing = false;
     @property({ type: Number }) placed = 0;
+    /** The field that is being typed into, with what it holds: nothing else may write to it meanwhile. */
+    @state() private typing: { readonly place: number; readonly text: string } | undefined;
     /** A typed position that the camera cannot keep, and the one that it got instead. */
     @state() private replaced: { readonly typed: number; readonly used: number } | undefined;
 
@@ -41,6 +43,7 @@ export class ZmAreaFields extends ZmElement {
         const { draft, length } = this.store;
         if (draft === undefined) return;
         this.replaced = undefined;
+        this.typing = undefined;
         const typed = text.trim();
         if (wholeNumberProblem(typed, 100) !== undefined) {
             this.store.edit({ cornerTexts: { ...draft.cornerTexts, [place]: text } });
@@ -81,7 +84,13 @@ export class ZmAreaFields extends ZmElement {
                 aria-label=${label}
                 aria-invalid=${draft.cornerTexts[place] === undefined ? 'false' : 'true'}
                 aria-describedby="problem"
-                .value=${live(draft.cornerTexts[place] ?? String(numbers[place] ?? ''))}
+                .value=${live(
+                    this.typing?.place === place
+                        ? this.typing.text
+                        : (draft.cornerTexts[place] ?? String(numbers[place] ?? '')),
+                )}
+                @input=${(e: Event) => (this.typing = { place, text: (e.target as HTMLInputElement).value })}
+                @blur=${() => (this.typing = undefined)}
                 @change=${(e: Event) => this.#type(place, (e.target as HTMLInputElement).value)}
             />
         `;
