@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 #include <sys/stat.h>
 
@@ -95,7 +97,7 @@ void EventJournal::append(std::string_view line) {
     if (lock) {
         mendLastLine();
     }
-    const off_t size = stampOf(m_file.get(), m_path).size;
+    const off_t size = lock ? stampOf(m_file.get(), m_path).size : sizeAfterOthers();
     // Without the lock half a line of another's stays, as a line of its own.
     const std::string text = (endsInLine(size) ? "" : "\n") + std::string(line) + "\n";
     ssize_t written = 0;
@@ -140,6 +142,18 @@ void EventJournal::reopenWhenMoved() {
     if (!named || named->inode != open.inode || named->device != open.device) {
         m_file = m_folder.openToAppend(kFileName);
     }
+}
+
+/// The file's size, once others who write without the lock, too, are through with their line: its
+/// size grows while one is written. Half a line that nobody is writing on stays one.
+off_t EventJournal::sizeAfterOthers() const {
+    constexpr int kLooks = 10;
+    off_t size = stampOf(m_file.get(), m_path).size;
+    for (int look = 1; look < kLooks && !endsInLine(size); ++look) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        size = stampOf(m_file.get(), m_path).size;
+    }
+    return size;
 }
 
 bool EventJournal::endsInLine(off_t size) const {

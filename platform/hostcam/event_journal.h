@@ -38,6 +38,7 @@ class EventJournal {
   private:
     void reopenWhenMoved();
     void lockBriefly(std::optional<FileLock>& lock);
+    [[nodiscard]] off_t sizeAfterOthers() const;
     [[nodiscard]] bool endsInLine(off_t size) const;
     // These need the file's lock.
     void mendLastLine();

@@ -4,6 +4,7 @@
 // configuration, its stored parameters, its log file and its event journal. Waiting is for a
 // condition with a deadline, never for a time.
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -103,7 +104,7 @@ class ApplicationProcess {
     std::map<std::string, std::string> m_environment;
     bool m_blockTermination = false;
     std::size_t m_journalLinesBefore = 0; ///< of earlier runs
-    pid_t m_pid = -1;
+    std::atomic<pid_t> m_pid{-1};         ///< read by clients in other threads while it ends
     std::optional<End> m_end;
     int m_turn = -1; ///< held while the program runs, where folders of their own are not to be had
 };
