@@ -68,10 +68,10 @@ as_root() {
 # Prints the packages of the groups that are not installed. Asks dpkg's own records only, and PATH for
 # those that a command stands for.
 missing_packages() {
-    local wanted="" group package command
-    while read -r group package command; do
+    local wanted="" group name command
+    while read -r group name command; do
         [[ " $* " == *" $group "* ]] || continue
-        [ -n "$command" ] && command -v "$command" >/dev/null || wanted+=" $package"
+        [ -n "$command" ] && command -v "$command" >/dev/null || wanted+=" $name"
     done < <(grep '^[a-z]' "$root/tools/packages.txt")
     [ -n "$wanted" ] || return 0
     # shellcheck disable=SC2086 # one word a package
