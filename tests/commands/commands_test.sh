@@ -51,7 +51,8 @@ skip() { # REASON
 expect() {
     local wanted=$1 status=0
     shift
-    "$@" >out 2>err </dev/null || status=$?
+    # What should end by itself may not do so.
+    timeout --foreground 300 "$@" >out 2>err </dev/null || status=$?
     [ "$status" = "$wanted" ] && return 0
     echo "status $status, not $wanted, of: $*"
     cat out err
