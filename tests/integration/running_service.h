@@ -65,7 +65,7 @@ class ServiceTest : public testing::Test {
     [[nodiscard]] std::chrono::milliseconds mostTimeToStop() const {
         constexpr std::chrono::milliseconds kLimit{2000};
         const auto ten = std::chrono::duration_cast<std::chrono::milliseconds>(10 * m_startUp);
-        return m_startUp > kLimit / 2 ? ten : kLimit;
+        return m_startUp > kLimit / 4 ? ten : kLimit;
     }
 
     static Parameters request(const std::string& method, const std::string& query) {

@@ -48,6 +48,9 @@ std::string PrivatePackageFolder::make() {
         mount("none", coveredFolder(), "tmpfs", 0, nullptr) != 0) {
         return reason("no mount");
     }
+    // On a machine without a syslog daemon each log line goes to its console, which may be a serial
+    // line that takes a millisecond for it and holds up whoever writes there.
+    static_cast<void>(mount("/dev/null", "/dev/console", nullptr, MS_BIND, nullptr));
     std::error_code failure;
     std::filesystem::create_directories(kHtml, failure);
     return failure ? "no folder: " + failure.message() : "";

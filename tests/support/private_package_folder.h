@@ -2,7 +2,7 @@
 
 // The application's package folder at its fixed path, for one test program alone: a mount namespace
 // of its own hides the machine's, so that neither an installed application nor another test is
-// touched.
+// touched. Nothing goes to the machine's console from there.
 
 #include <filesystem>
 #include <string>
