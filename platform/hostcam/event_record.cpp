@@ -65,7 +65,7 @@ std::string jsonText(const std::string& text) {
     return result + "\"";
 }
 
-std::string topicText(const std::vector<TopicPart>& topic) {
+std::string joinTopic(const std::vector<TopicPart>& topic, const NamespaceText& text) {
     std::string result;
     std::string nameSpace;
     for (const TopicPart& part : topic) {
@@ -73,12 +73,16 @@ std::string topicText(const std::vector<TopicPart>& topic) {
             result += '/';
         }
         if (part.nameSpace != nameSpace && !part.nameSpace.empty()) {
-            result += part.nameSpace + ":";
+            result += text(part.nameSpace);
         }
         nameSpace = part.nameSpace;
         result += part.name;
     }
     return result;
+}
+
+std::string topicText(const std::vector<TopicPart>& topic) {
+    return joinTopic(topic, [](const std::string& nameSpace) { return nameSpace + ":"; });
 }
 
 std::string toJson(const EventRecord& record) {

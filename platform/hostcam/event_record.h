@@ -4,6 +4,7 @@
 // the outside passes on.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -36,6 +37,13 @@ struct EventRecord {
     EventFields source; ///< what the event is about
     EventFields data;   ///< what it reports; of a declaration: the initial values
 };
+
+/// What stands for a namespace.
+using NamespaceText = std::function<std::string(const std::string&)>;
+
+/// The topic's parts with "/" between them; a namespace's text stands where it is another than that
+/// of the part before.
+[[nodiscard]] std::string joinTopic(const std::vector<TopicPart>& topic, const NamespaceText& text);
 
 /// "tnsaxis:A/B/C": a namespace stands where it is another than that of the part before.
 [[nodiscard]] std::string topicText(const std::vector<TopicPart>& topic);

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <charconv>
-#include <string_view>
 
 namespace hostcam {
 namespace {
@@ -17,21 +16,11 @@ std::string outsideName(const std::string& nameSpace) {
 
 /// The event's topic.
 /// @param before, after stand around a namespace where it is another than that of the part before
-std::string topicWith(const std::vector<TopicPart>& topic, std::string_view before,
-                      std::string_view after) {
-    std::string result;
-    std::string nameSpace;
-    for (const TopicPart& part : topic) {
-        if (!result.empty()) {
-            result += '/';
-        }
-        if (part.nameSpace != nameSpace && !part.nameSpace.empty()) {
-            result.append(before).append(outsideName(part.nameSpace)).append(after);
-        }
-        nameSpace = part.nameSpace;
-        result += part.name;
-    }
-    return result;
+std::string topicWith(const std::vector<TopicPart>& topic, const std::string& before,
+                      const std::string& after) {
+    return joinTopic(topic, [&](const std::string& nameSpace) {
+        return before + outsideName(nameSpace) + after;
+    });
 }
 
 /// Deliberate: what a broker would take for a wildcard becomes '_'. The payload tells the name as
