@@ -5,20 +5,14 @@ set -uo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 native=$root/build/release arm=$root/build/aarch64
-failures=0
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 sysroot=$("$root/tools/arm64/ensure-sysroot.sh") || exit
 emulate=(qemu-aarch64-static -L "$sysroot")
 
-verdict() { # STATUS NAME
-    if [ "$1" = 0 ]; then
-        echo "ok emulated Arm: $2"
-    else
-        echo "not ok emulated Arm: $2"
-        failures=$((failures + 1))
-    fi
-}
+subject="emulated Arm"
+# shellcheck source=tests/support/verdict.sh
+source "$root/tests/support/verdict.sh"
 
 # The same pictures, read by both processors' programs.
 "$native/tests/arm/detections" write "$work" &&

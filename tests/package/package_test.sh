@@ -6,18 +6,12 @@ set -uo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 preset=${1:-release}
 build=$root/build/$preset
-failures=0
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-verdict() { # STATUS NAME
-    if [ "$1" = 0 ]; then
-        echo "ok package of $preset: $2"
-    else
-        echo "not ok package of $preset: $2"
-        failures=$((failures + 1))
-    fi
-}
+subject="package of $preset"
+# shellcheck source=tests/support/verdict.sh
+source "$root/tests/support/verdict.sh"
 
 check() { # PACKAGE
     "$root/tests/package/check_package.py" "$1" "$root" "$("$root/tools/opencv/ensure-opencv.sh" --where)"
