@@ -222,6 +222,11 @@ fastcgi_service::fastcgi_service() : m_request{}, m_sock(0) {
 }
 
 fastcgi_service::~fastcgi_service() {
+    if (m_request.ipcFd >= 0) {
+        // A peer that has asked and is not answered any more. Before the library closes its
+        // connection it waits for the peer to hang up, two seconds long.
+        shutdown(m_request.ipcFd, SHUT_RDWR);
+    }
     FCGX_Free(&m_request, m_sock);
 }
 

@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <ctime>
 #include <future>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -28,6 +30,9 @@ namespace {
 /// Time-outs of sockets are divided by this, so that no test waits for a whole one.
 std::atomic<int> s_timeoutDivisor = 1;
 std::atomic<int> s_timeoutsSet = 0;
+
+/// How often something has been waited for in vain.
+std::atomic<int> s_vainWaits = 0;
 
 } // namespace
 
@@ -56,6 +61,13 @@ int timer_settime(timer_t timerid, int flags, const itimerspec* value,
     const itimerspec shorter{divided(value->it_interval), divided(value->it_value)};
     const auto id = static_cast<int>(reinterpret_cast<std::intptr_t>(timerid));
     return static_cast<int>(syscall(SYS_timer_settime, id, flags, &shorter, ovalue));
+}
+
+/// The same, with the waits counted that nothing ended but their time-out.
+int poll(pollfd* descriptors, nfds_t count, int timeout) {
+    const auto ready = static_cast<int>(syscall(SYS_poll, descriptors, count, timeout));
+    s_vainWaits += ready == 0 ? 1 : 0;
+    return ready;
 }
 
 namespace {
@@ -355,6 +367,22 @@ TEST_F(FastcgiSocketTest, StoppingWaitsForTheRequestInProgressAndItIsAnswered) {
 
     EXPECT_EQ(answer.get(), "Status: 200 OK\r\nContent-Type: text/xml\r\n\r\ndone");
     EXPECT_EQ(m_runResult, 0);
+}
+
+TEST_F(FastcgiSocketTest, APeerThatIsNotAnsweredAnyMoreDoesNotHoldUpTheEndOfTheService) {
+    EXPECT_TRUE(m_service.stop(seconds(20)));
+    m_thread.join();
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    auto service = std::make_unique<fastcgi_service>();
+    ASSERT_EQ(service->init(), 0);
+    service->m_request.ipcFd = ends[0]; // as a request has that came right before the stop
+    const int before = s_vainWaits;
+
+    service.reset();
+
+    EXPECT_EQ(s_vainWaits, before);
+    close(ends[1]);
 }
 
 TEST_F(FastcgiSocketTest, StoppingTwiceIsHarmless) {
