@@ -8,14 +8,14 @@
 
 namespace hostcam {
 
-/// Answers with a line of text.
+/// Answers with text.
 /// @param status as HTTP counts it
-inline void answerText(SoupServerMessage* message, unsigned status, const std::string& text) {
+inline void answerText(SoupServerMessage* message, unsigned status, const std::string& text,
+                       const char* type = "text/plain") {
     soup_server_message_set_status(message, status, nullptr);
     soup_message_headers_replace(soup_server_message_get_response_headers(message), "Cache-Control",
                                  "no-store");
-    soup_server_message_set_response(message, "text/plain", SOUP_MEMORY_COPY, text.data(),
-                                     text.size());
+    soup_server_message_set_response(message, type, SOUP_MEMORY_COPY, text.data(), text.size());
 }
 
 } // namespace hostcam

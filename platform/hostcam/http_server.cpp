@@ -18,6 +18,7 @@
 #include "platform/hostcam/http_query.h"
 #include "platform/hostcam/http_viewers.h"
 #include "platform/hostcam/misuse.h"
+#include "platform/hostcam/stage_times.h"
 
 namespace hostcam {
 namespace {
@@ -228,7 +229,8 @@ class HttpServer::Core {
         const auto [path, query] = targetOf(message);
         const bool isImage = path == "/axis-cgi/jpg/image.cgi";
         const bool isVideo = path == "/axis-cgi/mjpg/video.cgi";
-        if (!isImage && !isVideo && path != "/axis-cgi/param.cgi") {
+        const bool isMetrics = path == "/metrics";
+        if (!isImage && !isVideo && !isMetrics && path != "/axis-cgi/param.cgi") {
             answerText(message, SOUP_STATUS_NOT_FOUND, "There is nothing here.\n");
             return;
         }
@@ -238,6 +240,10 @@ class HttpServer::Core {
                        "This answers GET requests only.\n");
             soup_message_headers_replace(soup_server_message_get_response_headers(message), "Allow",
                                          isVideo ? "GET" : "GET, HEAD");
+            return;
+        }
+        if (isMetrics) {
+            answerText(message, SOUP_STATUS_OK, stageMetrics(), "text/plain; version=0.0.4");
             return;
         }
         const QueryArguments arguments = parseQuery(query);

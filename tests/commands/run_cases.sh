@@ -61,6 +61,14 @@ story_of_the_built_in_scene() {
     has "$package/localdata/MarkersLog.txt" "sendEventStarted: Starting event Zerith Markers Alert"
 }
 
+stage_times_end_in_a_table() {
+    ready
+    expect 0 "$run" --stage-times --duration 3
+    has out "Stages:     http://127.0.0.1:"
+    has out "stage       median ms"
+    awk '$1 == "detect" && $2 > 0 && $5 > 0 { seen = 1 } END { exit !seen }' out
+}
+
 later_start_installs_and_configures_nothing() {
     local name
     ready
@@ -301,6 +309,7 @@ unusable_photo_is_told() {
 }
 
 case_of "run: the built-in scene tells its story within 40 seconds" story_of_the_built_in_scene
+case_of "run: --stage-times ends in a table" stage_times_end_in_a_table
 case_of "run: a later start calls neither apt nor CMake nor sudo" later_start_installs_and_configures_nothing
 case_of "run: works from any folder, by a link, and with an empty environment" works_from_any_folder_by_any_path
 case_of "run: parameters of one run are read by the next" parameters_are_read_by_the_next_run

@@ -37,7 +37,7 @@ class ServiceTest : public testing::Test {
 
     static constexpr std::chrono::seconds kPatience{30};
 
-    ServiceTest() : m_program(ZM_PROGRAM) {
+    explicit ServiceTest(const char* program = ZM_PROGRAM) : m_program(program) {
         m_program.configure("camera", "resolutions", "320x180");
     }
 

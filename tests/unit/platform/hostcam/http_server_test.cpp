@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/hostcam/stage_times.h"
 #include "tests/unit/platform/hostcam/http_fixture.h"
 
 namespace {
@@ -45,6 +46,21 @@ TEST_F(HttpServerTest, OtherMethodsAreRefusedWithThoseAllowed) {
     const HttpAnswer answer = connection.readHead();
     EXPECT_EQ(answer.status, 405);
     EXPECT_EQ(answer.header("allow"), "GET");
+}
+
+TEST_F(HttpServerTest, TheStagesTimesAreThereForPrometheus) {
+    serve();
+    EXPECT_THAT(get("/metrics").body, testing::StartsWith("# This program does not measure"));
+    hostcam::addStageTime(hostcam::Stage::Detect, std::chrono::milliseconds(2));
+    const HttpAnswer answer = get("/metrics");
+    hostcam::resetStageTimes();
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.header("content-type"), "text/plain; version=0.0.4");
+    EXPECT_THAT(answer.body,
+                HasSubstr("zerith_markers_stage_seconds_sum{stage=\"detect\"} 0.002\n"));
+    HttpConnection connection(server->port());
+    connection.request("/metrics", "POST");
+    EXPECT_EQ(connection.readAnswer().status, 405);
 }
 
 TEST_F(HttpServerTest, ABodyIsReadPast) {
