@@ -63,6 +63,14 @@ cv::Rect rectangleInFrame(const int (&area)[16], int height, int width) {
                                                          at[6], at[7]);
 }
 
+/// Leaves one of the processor's cores to whatever else runs there: on a camera, its video. Who
+/// starts the program may say otherwise, by the variable that the library reads.
+void limitDetectorThreads() {
+    if (std::getenv("OPENCV_FOR_THREADS_NUM") == nullptr) {
+        cv::setNumThreads(std::max(1, cv::getNumberOfCPUs() - 1));
+    }
+}
+
 /// Deliberate: the number of markers differs from size to size, and names are compared exactly.
 std::optional<cv::aruco::PredefinedDictionaryType> dictionaryNamed(const std::string& name) {
     if (name == "4x4") {
@@ -117,6 +125,7 @@ std::string reasonOf(const std::exception& thrown) {
 } // namespace
 
 Distance_Controller::Distance_Controller() : m_squareSize(0.15F), m_boardSize(9, 6) {
+    limitDetectorThreads();
     g_Logger.info("Distance_Controller: constructor invoked");
 }
 

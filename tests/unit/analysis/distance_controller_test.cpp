@@ -1,6 +1,9 @@
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <stdexcept>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -61,6 +64,30 @@ TEST_F(MarkerDetector, LogsItsConstruction) {
     forgetLog();
     const Distance_Controller another;
     EXPECT_THAT(logged("info"), ElementsAre("Distance_Controller: constructor invoked"));
+}
+
+TEST_F(MarkerDetector, LeavesOneCoreOfTheProcessorToOthersUnlessItsStarterSaysOtherwise) {
+    const char* const variable = "OPENCV_FOR_THREADS_NUM";
+    const char* const given = std::getenv(variable);
+    const std::string before = given == nullptr ? "" : given;
+    const int threads = cv::getNumThreads();
+    unsetenv(variable);
+    {
+        const Distance_Controller detector;
+        EXPECT_EQ(cv::getNumThreads(), std::max(1, cv::getNumberOfCPUs() - 1));
+    }
+    setenv(variable, "3", 1);
+    cv::setNumThreads(3); // as the library does where it finds the variable
+    {
+        const Distance_Controller detector;
+        EXPECT_EQ(cv::getNumThreads(), 3);
+    }
+    cv::setNumThreads(threads);
+    if (given == nullptr) {
+        unsetenv(variable);
+    } else {
+        setenv(variable, before.c_str(), 1);
+    }
 }
 
 TEST_F(MarkerDetector, FindsAMarkerWithItsCornersClockwiseFromTheTopLeft) {
