@@ -259,3 +259,18 @@ test.describe('An agreement that is not accepted yet', () => {
         expect(await violations(page)).toEqual([]);
     });
 });
+
+test('"More in the help" leads to what it is about', async ({ page, demo }) => {
+    await store(demo);
+    for (const [view, title] of [
+        ['settings', 'What is a dictionary?'],
+        ['sheets', 'How large must a marker be?'],
+    ] as const) {
+        await open(page, demo, view);
+        await ready(page, view);
+        await page.getByRole('link', { name: 'More in the help' }).click();
+        const heading = page.getByRole('heading', { name: title });
+        await expect(heading).toBeInViewport();
+        await expect(heading).toBeFocused();
+    }
+});

@@ -19,13 +19,19 @@ type View = (typeof views)[number];
 
 declare const __VERSION__: string;
 
+/** An address ends with "#view", or "#help/topic". */
 function viewOf(hash: string): View {
-    return views.find((view) => `#${view}` === hash) ?? 'live';
+    return views.find((view) => `#${view}` === hash.split('/')[0]) ?? 'live';
+}
+
+function topicOf(hash: string): string {
+    return hash.split('/')[1] ?? '';
 }
 
 @customElement('zm-app')
 export class ZmApp extends ZmElement {
     @state() private view: View = viewOf(location.hash);
+    @state() private topic = topicOf(location.hash);
 
     static override readonly styles = [
         look,
@@ -147,6 +153,7 @@ export class ZmApp extends ZmElement {
 
     readonly #onHash = (): void => {
         const view = viewOf(location.hash);
+        this.topic = topicOf(location.hash);
         if (view === this.view) return;
         this.view = view;
         window.scrollTo(0, 0);
@@ -185,7 +192,7 @@ export class ZmApp extends ZmElement {
         const needsAgreement = this.store.document?.eulaAccepted === false;
         switch (this.view) {
             case 'help':
-                return html`<zm-help-view></zm-help-view>`;
+                return html`<zm-help-view .topic=${this.topic}></zm-help-view>`;
             case 'advanced':
                 return html`<zm-advanced-view></zm-advanced-view>`;
             case 'sheets':

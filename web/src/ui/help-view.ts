@@ -1,7 +1,7 @@
 /** What one has to know to make it work. */
 
-import { css, html, type TemplateResult } from 'lit';
-import { customElement } from 'lit/decorators.js';
+import { css, html, type PropertyValues, type TemplateResult } from 'lit';
+import { customElement, property } from 'lit/decorators.js';
 import { t, type Key } from '../i18n/texts';
 import { explainedStates, toneOf } from '../model/status';
 import { look, ZmElement } from './base';
@@ -53,9 +53,19 @@ export class ZmHelpView extends ZmElement {
         `,
     ];
 
+    /** The section to show at once: what follows "help." in its title's key. */
+    @property() topic = '';
+
+    override updated(changed: PropertyValues<this>): void {
+        if (!changed.has('topic') || this.topic === '') return;
+        const title = this.renderRoot.querySelector<HTMLElement>(`#${CSS.escape(this.topic)}`);
+        title?.scrollIntoView({ block: 'center' });
+        title?.focus({ preventScroll: true });
+    }
+
     #section(title: Key, ...texts: Key[]): TemplateResult {
         return html`<section class="card">
-            <h3>${t(title)}</h3>
+            <h3 id=${title.replace('help.', '')} tabindex="-1">${t(title)}</h3>
             ${texts.map((text) => html`<p>${t(text)}</p>`)}
         </section>`;
     }

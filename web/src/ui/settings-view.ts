@@ -108,7 +108,7 @@ export class ZmSettingsView extends ZmElement {
                 ${this.#problem('dictionary')}
                 ${odd ? html`<p class="note warn">${t('markers.odd', { text: stored.dictionary })}</p>` : nothing}
                 <span class="soft" id="dictionary-explained">
-                    ${t('markers.dictionary.explain')} <a href="#help">${t('markers.more')}</a>
+                    ${t('markers.dictionary.explain')} <a href="#help/dictionary">${t('markers.more')}</a>
                 </span>
             </div>
             <div>

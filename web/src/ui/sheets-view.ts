@@ -177,7 +177,7 @@ export class ZmSheetsView extends ZmElement {
                     aria-invalid=${sideProblem === '' ? 'false' : 'true'} aria-describedby="side-problem side-explained"
                     @input=${(e: Event) => (this.side = (e.target as HTMLInputElement).value)} />
                 <span id="side-problem" role="status" class="error">${sideProblem}</span>
-                <span id="side-explained" class="soft">${t('sheet.side.explain')} <a href="#help">${t('markers.more')}</a></span>
+                <span id="side-explained" class="soft">${t('sheet.side.explain')} <a href="#help/size">${t('markers.more')}</a></span>
             </div>
             <div class="field">
                 <label class="label" for="paper">${t('sheet.paper')}</label>
