@@ -1,7 +1,6 @@
 #include "platform/hostcam/mqtt_publisher.h"
 
 #include <cerrno>
-#include <condition_variable>
 #include <deque>
 #include <optional>
 #include <system_error>
@@ -14,7 +13,6 @@
 #include "platform/hostcam/descriptor.h"
 #include "platform/hostcam/misuse.h"
 #include "platform/hostcam/mqtt_message.h"
-#include "platform/hostcam/signals_blocked.h"
 
 namespace hostcam {
 
@@ -75,7 +73,6 @@ struct MqttPublisher::Shared {
     // Any thread.
     void push(MqttMessage message);
     void end();
-    [[nodiscard]] bool waitForEnd();
 
     // The publisher's thread.
     void run();
@@ -90,11 +87,9 @@ struct MqttPublisher::Shared {
     const Descriptor wake; ///< readable when something below has changed
     LossReport losses;     ///< the publisher's thread's
     std::mutex mutex;
-    std::condition_variable changed;
     std::deque<MqttMessage> waiting; // guarded by mutex
     std::uint64_t dropped = 0;       // guarded by mutex; since the queue was last empty
     bool ending = false;             // guarded by mutex
-    bool ended = false;              // guarded by mutex; the thread has nothing more to do
 };
 
 void MqttPublisher::Shared::push(MqttMessage message) {
@@ -120,11 +115,6 @@ void MqttPublisher::Shared::end() {
     (void)!eventfd_write(wake.get(), 1);
 }
 
-bool MqttPublisher::Shared::waitForEnd() {
-    std::unique_lock lock(mutex);
-    return changed.wait_for(lock, timing.ending, [this] { return ended; });
-}
-
 void MqttPublisher::Shared::run() {
     pthread_setname_np(pthread_self(), kThreadName);
     try {
@@ -132,9 +122,6 @@ void MqttPublisher::Shared::run() {
     } catch (const std::exception& problem) {
         warn("MQTT broker " + config.mqttBroker + ": nothing more is published: " + problem.what());
     }
-    const std::lock_guard lock(mutex);
-    ended = true;
-    changed.notify_all();
 }
 
 void MqttPublisher::Shared::publishUntilTheEnd() {
@@ -204,8 +191,7 @@ std::size_t MqttPublisher::Shared::left(const MqttLink& link) {
 
 MqttPublisher::MqttPublisher(const Config& config, const MqttTiming& timing)
     : m_shared(std::make_shared<Shared>(config, timing)) {
-    const SignalsBlocked blocked;
-    m_thread = std::thread([shared = m_shared] { shared->run(); });
+    m_thread.start([shared = m_shared] { shared->run(); });
 }
 
 MqttPublisher::~MqttPublisher() {
@@ -225,15 +211,8 @@ void MqttPublisher::onEvent(const EventRecord& record) noexcept {
 
 void MqttPublisher::finish() noexcept {
     const std::lock_guard lock(m_ending);
-    if (!m_thread.joinable()) {
-        return;
-    }
     m_shared->end();
-    if (m_shared->waitForEnd()) {
-        m_thread.join();
-    } else {
-        m_thread.detach();
-    }
+    m_thread.leave(m_shared->timing.ending);
 }
 
 } // namespace hostcam

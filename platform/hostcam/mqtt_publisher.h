@@ -13,9 +13,9 @@
 #include <cstddef>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 #include "platform/hostcam/config.h"
+#include "platform/hostcam/ending_thread.h"
 #include "platform/hostcam/event_publisher.h"
 #include "platform/hostcam/mqtt_link.h"
 
@@ -51,7 +51,7 @@ class MqttPublisher : public EventObserver {
 
     std::shared_ptr<Shared> m_shared; ///< the thread's too, which may outlive this object
     std::mutex m_ending;
-    std::thread m_thread; ///< guarded by m_ending, once it has started
+    EndingThread m_thread; ///< guarded by m_ending, once it has started
 };
 
 } // namespace hostcam
