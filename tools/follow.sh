@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Shows what a running application does: each line that it adds to its event journal and each warning and
-# error that it adds to its log. It is sourced.
+# Shows what a running application does: its status as it changes, each line that it adds to its event
+# journal, and each warning and error that it adds to its log. It is sourced.
 
 alerts=0       # alerts that have started
 alert=false    # the alert is on
@@ -47,6 +47,21 @@ show_event() {
     else
         say "$time  event $line"
     fi
+}
+
+# A status is its code and the application's own text.
+show_status() {
+    local code=${1%% *} words
+    case $code in
+    50) words="the start has failed" ;;
+    100) words="starting" ;;
+    200) words="running" ;;
+    408) words="waits for the end-user agreement" ;;
+    502) words="running, alert" ;;
+    600) words="running, too slow for ten pictures a second" ;;
+    *) words=${1#* } ;;
+    esac
+    printf '%(%T)T.%s  status %s: %s\n' -1 "$(now_us | tail -c 6 | cut -c1-3)" "$code" "$words"
 }
 
 show_repetitions() {

@@ -53,6 +53,8 @@ story_of_the_built_in_scene() {
     has out "while a marker stays inside area 1 for more than 3 s"
     has out "(480,270) (1440,270) (1440,810) (480,810)"
     has out "markers inside area 1: "
+    has out "status 200: running"
+    has out "status 502: running, alert"
     # The alert starts, and stops after that.
     awk '/ALERT starts/ { begun = 1 } /alert stops/ && begun { ended = 1 } END { exit !ended }' out
     has state/events.jsonl 'ZerithMarkersApplication/ZerithMarkersAlert'
@@ -109,6 +111,7 @@ factory_settings() {
     expect 0 "$run" --duration 2 --state state --factory
     has out "not accepted"
     [ "$(grep -c '^root\.Zerith_markers\.[A-Za-z0-9]*=0$' state/parameters.conf)" = 39 ]
+    has out "status 408: waits for the end-user agreement"
     has_not out "ALERT starts"
     has_not out "inside area 1:"
     # What was set is put aside, not lost.
@@ -142,16 +145,18 @@ stops_by_ctrl_c() {
 }
 
 kill_of_run_ends_the_program() {
-    local program try
+    local program follower try
     ready
     start --state state
     program=$(program_of_run)
+    until_in out "status "
+    follower=$(pgrep -P "$run_pid" -x follow_status)
     kill -KILL "$run_pid"
     for ((try = 0; try < 300; ++try)); do
-        ! program_is_gone "$program" || return 0
+        if program_is_gone "$program" && ! [ -e "/proc/$follower" ]; then return 0; fi
         sleep 0.1
     done
-    echo "the program runs on"
+    echo "the program runs on, or what follows its status"
     return 1
 }
 
