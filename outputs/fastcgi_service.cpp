@@ -256,6 +256,8 @@ int fastcgi_service::init() {
     if (FCGX_InitRequest(&m_request, sock, 0) != 0) {
         g_Logger.error("init: FCGX_InitRequest failed");
         FCGX_Free(&m_request, sock);
+        // Who connects is refused at once instead of waiting for an answer that never comes.
+        shutdown(sock, SHUT_RDWR);
         return 1;
     }
     return 0;
