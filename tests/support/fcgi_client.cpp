@@ -7,6 +7,7 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -33,6 +34,9 @@ FcgiClient::FcgiClient(const std::string& path) : m_socket(socket(AF_UNIX, SOCK_
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
+    // For connecting too, which waits while others wait to be accepted.
+    const timeval deadline{kDeadlineMilliseconds / 1000, 0};
+    setsockopt(m_socket, SOL_SOCKET, SO_SNDTIMEO, &deadline, sizeof deadline);
     if (connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int failure = errno;
         close(m_socket);
