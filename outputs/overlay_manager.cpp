@@ -1,14 +1,18 @@
 #include "outputs/overlay_manager.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
+#include <limits>
 #include <mutex>
 #include <sstream>
 
 #include <vdo-channel.h>
 #include <vdo-types.h>
 
+#include "analysis/truncation.h"
 #include "core/Logger.h"
 #include "core/handles.h"
 #include "outputs/overlay_rendering.h"
@@ -376,11 +380,22 @@ void paintText(cairo_t* cairo, const std::string& text, int x, int y, int fillIn
     cairo_stroke(cairo);
 }
 
+/// Sums and differences of coordinates that anybody may have made up end at the nearest int.
+int sum(std::int64_t a, std::int64_t b) {
+    return static_cast<int>(std::clamp<std::int64_t>(a + b, std::numeric_limits<int>::min(),
+                                                     std::numeric_limits<int>::max()));
+}
+
+int difference(std::int64_t a, std::int64_t b) {
+    return sum(a, -b);
+}
+
 /// A point of a rendering context on its surface.
 cv::Point onSurface(const RenderingContext& context, int x, int y) {
-    const auto left = static_cast<int>((static_cast<float>(x) - context.epsilon) * context.scaleX);
-    const auto top = static_cast<int>(static_cast<float>(y) * context.scaleY);
-    return {context.isMirrored ? context.mirrorWidth - 1 - left : left, top};
+    const int left = truncateToInt((static_cast<float>(x) - context.epsilon) * context.scaleX);
+    const int top = truncateToInt(static_cast<float>(y) * context.scaleY);
+    return {context.isMirrored ? difference(context.mirrorWidth, std::int64_t{left} + 1) : left,
+            top};
 }
 
 } // namespace
@@ -429,7 +444,8 @@ void OverlayManager::drawRectangle(cairo_t* cairo, int left, int top, int width,
 
 void OverlayManager::drawBox(cairo_t* cairo, int x0, int y0, int x1, int y1, int colorIndex,
                              int lineWidth) {
-    drawRectangle(cairo, x0, y0, x1 - x0, y1 - y0, colorIndex, lineWidth, false);
+    drawRectangle(cairo, x0, y0, difference(x1, x0), difference(y1, y0), colorIndex, lineWidth,
+                  false);
 }
 
 void OverlayManager::drawCircle(cairo_t* cairo, int cx, int cy, int radius, int colorIndex,
@@ -442,8 +458,8 @@ void OverlayManager::drawCircle(cairo_t* cairo, int cx, int cy, int radius, int 
 
 void OverlayManager::drawCross(cairo_t* cairo, int cx, int cy, int size, int colorIndex,
                                int lineWidth) {
-    drawLine(cairo, cx - size, cy, cx + size, cy, colorIndex, lineWidth);
-    drawLine(cairo, cx, cy - size, cx, cy + size, colorIndex, lineWidth);
+    drawLine(cairo, difference(cx, size), cy, sum(cx, size), cy, colorIndex, lineWidth);
+    drawLine(cairo, cx, difference(cy, size), cx, sum(cy, size), colorIndex, lineWidth);
 }
 
 void OverlayManager::drawLine(const RenderingContext& context, int x0, int y0, int x1, int y1,
@@ -472,7 +488,7 @@ void OverlayManager::drawCross(const RenderingContext& context, cv::Point centre
 void OverlayManager::drawCircle(const RenderingContext& context, int cx, int cy, int radius,
                                 int colorIndex, int lineWidth, bool filled) {
     const cv::Point centre = onSurface(context, cx, cy);
-    const auto scaled = static_cast<int>(static_cast<float>(radius) * context.scaleX);
+    const int scaled = truncateToInt(static_cast<float>(radius) * context.scaleX);
     drawCircle(context.pCairo, centre.x, centre.y, scaled, colorIndex, lineWidth, filled);
 }
 
@@ -484,9 +500,9 @@ void OverlayManager::drawCircle(const RenderingContext& context, cv::Point centr
 void OverlayManager::drawRectangle(const RenderingContext& context, int left, int top, int width,
                                    int height, int colorIndex, int lineWidth, bool filled) {
     const cv::Point corner = onSurface(context, left, top);
-    const cv::Point opposite = onSurface(context, left + width, top + height);
-    drawRectangle(context.pCairo, corner.x, corner.y, opposite.x - corner.x, opposite.y - corner.y,
-                  colorIndex, lineWidth, filled);
+    const cv::Point opposite = onSurface(context, sum(left, width), sum(top, height));
+    drawRectangle(context.pCairo, corner.x, corner.y, difference(opposite.x, corner.x),
+                  difference(opposite.y, corner.y), colorIndex, lineWidth, filled);
 }
 
 void OverlayManager::drawRectangle(const RenderingContext& context, const rectangle& box,
@@ -495,7 +511,8 @@ void OverlayManager::drawRectangle(const RenderingContext& context, const rectan
 }
 
 float OverlayManager::distance(cv::Point a, cv::Point b) {
-    const int dx = a.x - b.x;
-    const int dy = a.y - b.y;
+    // Whole numbers as long as they fit an int, and beyond it no overflow.
+    const double dx = static_cast<double>(a.x) - b.x;
+    const double dy = static_cast<double>(a.y) - b.y;
     return static_cast<float>(std::sqrt(dx * dx + dy * dy));
 }

@@ -1,6 +1,7 @@
 // The drawing primitives, on pixels, and the small texts and figures beside them.
 
 #include <cstring>
+#include <limits>
 #include <memory>
 
 #include <gmock/gmock.h>
@@ -329,7 +330,29 @@ TEST_F(OverlayPrimitivesTest, TheFormsWithPointsAndBoxesDrawWhatTheOthersDraw) {
     EXPECT_GT(m_canvas.ink(), 0);
 }
 
+TEST_F(OverlayPrimitivesTest, CoordinatesFarOutsideAreDrawnAsFarOutside) {
+    constexpr int kLow = std::numeric_limits<int>::min();
+    constexpr int kHigh = std::numeric_limits<int>::max();
+    const RenderingContext context{m_cairo, 1e30F, -30000.0F, 30000.0F, true, 100};
+    OverlayManager::drawCross(context, kLow, kHigh, 8, 2, 2);
+    OverlayManager::drawCircle(context, kHigh, kLow, kHigh, 4, 2, false);
+    OverlayManager::drawRectangle(context, kHigh, kHigh, kHigh, kLow, 6, 2, true);
+    OverlayManager::drawRectangle(context, kLow, kLow, kHigh, kHigh, 6, 2, false);
+    OverlayManager::drawCross(m_cairo, kHigh, kLow, kHigh, 1, 2);
+    OverlayManager::drawBox(m_cairo, kLow, kLow, kHigh, kHigh, 1, 2);
+
+    EXPECT_EQ(cairo_status(m_cairo), CAIRO_STATUS_SUCCESS);
+    EXPECT_EQ(m_canvas.pixel(50, 40), kClear);
+}
+
 // Figures and texts.
+
+TEST_F(OverlayPrimitivesTest, TheDistanceOfTheFarthestPointsIsNoOverflow) {
+    constexpr int kLow = std::numeric_limits<int>::min();
+    constexpr int kHigh = std::numeric_limits<int>::max();
+    EXPECT_FLOAT_EQ(OverlayManager::distance({kLow, 0}, {kHigh, 0}), 4294967296.0F);
+    EXPECT_FLOAT_EQ(OverlayManager::distance({kLow, kLow}, {kHigh, kHigh}), 6074001000.0F);
+}
 
 TEST_F(OverlayPrimitivesTest, DistanceIsEuclidean) {
     EXPECT_EQ(OverlayManager::distance({0, 0}, {3, 4}), 5.0F);
