@@ -165,8 +165,8 @@ std::string toAspectRatio(const std::string& text) {
 }
 
 std::string notEmpty(const std::string& text) {
-    if (text.empty()) {
-        throw NotAllowed{"a text that is not empty"};
+    if (text.empty() || std::any_of(text.begin(), text.end(), isControl)) {
+        throw NotAllowed{"a text that is not empty and holds no control character"};
     }
     return text;
 }

@@ -119,7 +119,8 @@ TEST_P(WrongValueTest, IsRefusedWithFileKeyValueAndWhatIsAllowed) {
 INSTANTIATE_TEST_SUITE_P(
     ConfigTest, WrongValueTest,
     testing::Values(
-        WrongValue{"camera", "source", ""}, WrongValue{"camera", "loop", "yes"},
+        WrongValue{"camera", "source", ""}, WrongValue{"camera", "source", "a\rb"},
+        WrongValue{"camera", "product", "\x1b[2J"}, WrongValue{"camera", "loop", "yes"},
         WrongValue{"camera", "framerate", "0"}, WrongValue{"camera", "framerate", "-5"},
         WrongValue{"camera", "framerate", "1000.5"}, WrongValue{"camera", "framerate", "inf"},
         WrongValue{"camera", "framerate", "nan"}, WrongValue{"camera", "framerate", "25 fps"},
