@@ -124,13 +124,15 @@ std::optional<std::string> unescapeValue(std::string_view text) {
 }
 
 ParameterFile::ParameterFile(std::string_view text, std::vector<Problem>& problems) {
+    // More than one, as careless editors add them: one that stayed would be taken away the next
+    // time.
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    while (text.starts_with(kByteOrderMark)) {
+        text.remove_prefix(kByteOrderMark.size());
+    }
     if (text.empty()) {
         problems.push_back({1, "the file is empty; it may have been cut short"});
         return;
-    }
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (text.starts_with(kByteOrderMark)) {
-        text.remove_prefix(kByteOrderMark.size());
     }
     for (std::size_t number = 1; !text.empty(); ++number) {
         const std::size_t end = text.find('\n');

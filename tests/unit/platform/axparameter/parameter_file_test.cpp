@@ -148,6 +148,15 @@ TEST(ParameterFile, SaysWhenItIsEmpty) {
     EXPECT_THAT(read.problems[0].text, HasSubstr("the file is empty"));
 }
 
+TEST(ParameterFile, ByteOrderMarksCountForNothingHoweverManyThereAre) {
+    const Read empty("\xEF\xBB\xBF");
+    ASSERT_EQ(empty.problems.size(), 1U);
+    EXPECT_THAT(empty.problems[0].text, HasSubstr("empty"));
+    const Read two("\xEF\xBB\xBF\xEF\xBB\xBFroot.A.B=1\n");
+    EXPECT_THAT(two.problems, IsEmpty());
+    EXPECT_EQ(two.value("root.A.B"), "1");
+}
+
 TEST(ParameterFile, RandomBytesAreNeverLostAndNeverHarmful) {
     constexpr unsigned kSeed = 7;
     SCOPED_TRACE("seed " + std::to_string(kSeed));
