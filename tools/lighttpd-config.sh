@@ -14,6 +14,8 @@ Usage: tools/lighttpd-config.sh --html DIR --socket PATH --camera HOST:PORT --po
   --address HOST    on which address (default: 127.0.0.1)
   --logins FILE     who may log in (lines user:realm:hash, as htdigest writes them); without it anybody may
   --realm TEXT      the realm of those logins
+  --names LIST      the names and addresses under which the server may be asked, comma separated. On a loopback
+                    address these are localhost and that address by themselves, elsewhere any name will do
   --log FILE        the web server's error log (default: its standard error)
 TEXT
 }
@@ -26,7 +28,7 @@ fail() {
 declare -A option=([address]=127.0.0.1)
 while [ $# -gt 0 ]; do
     case $1 in
-    --html | --socket | --camera | --port | --address | --logins | --realm | --log)
+    --html | --socket | --camera | --port | --address | --logins | --realm | --log | --names)
         [ $# -ge 2 ] || fail "$1 takes a value"
         [[ $2 != *[\"\\$'\n']* ]] || fail "$1: a value without quotes, backslashes and line ends"
         option[${1#--}]=$2
@@ -50,14 +52,30 @@ case $address in *:*) bind="[$address]" ;; esac
 camera_host=${option[camera]%:*}
 camera_host=${camera_host#[}
 
+# Browsers tell under which name they ask. A page of somebody else's whose name was made to lead here has
+# another one.
+names=${option[names]:-}
+case $address in
+127.* | ::1) names="localhost,$bind,127.0.0.1,[::1]${names:+,$names}" ;;
+esac
+if [ -n "$names" ]; then
+    names=$(sed -E 's/[^0-9A-Za-z,_-]/\\&/g; s/,+/|/g; s/^\|+|\|+$//g' <<<"$names")
+fi
+
 cat <<CONFIG
-server.modules = ("mod_alias", "mod_redirect", "mod_setenv", "mod_fastcgi", "mod_proxy")
+server.modules = ("mod_access", ${option[logins]:+\"mod_auth\", \"mod_authn_file\", }"mod_alias", "mod_redirect", "mod_setenv", "mod_fastcgi", "mod_proxy")
 server.document-root = "${option[html]}"
 server.bind = "$bind"
 server.port = ${option[port]}
 server.tag = ""
 server.follow-symlink = "disable"
-server.max-request-size = 2048
+# In KiB: a little more than the application takes, so that it is the application that refuses.
+server.max-request-size = 1025
+server.max-request-field-size = 8192
+server.max-connections = 256
+server.max-keep-alive-idle = 10
+server.max-read-idle = 20
+server.max-write-idle = 60
 ${option[log]:+server.errorlog = \"${option[log]}\"}
 index-file.names = ("index.html")
 static-file.exclude-extensions = (".socket")
@@ -76,9 +94,43 @@ url.redirect-code = 302
 url.redirect = ("^/(local/?|local/zerith_markers/?)?\$" => "$application/index.html")
 alias.url = ("$application/" => "${option[html]}/")
 
+# No answer is anything else than it says, is shown inside of another page, or is used by one.
+setenv.set-response-header = (
+    "X-Content-Type-Options" => "nosniff",
+    "X-Frame-Options" => "DENY",
+    "Referrer-Policy" => "no-referrer",
+    "Cross-Origin-Resource-Policy" => "same-origin",
+    "Content-Security-Policy" => "default-src 'none'; frame-ancestors 'none'; sandbox",
+)
+
 \$HTTP["url"] =~ "^$application/" {
     # The page's name stays, the names of what it loads change with their content.
-    setenv.set-response-header = ("Cache-Control" => "no-cache", "X-Content-Type-Options" => "nosniff")
+    setenv.set-response-header = (
+        "Cache-Control" => "no-cache",
+        "X-Content-Type-Options" => "nosniff",
+        "X-Frame-Options" => "DENY",
+        "Referrer-Policy" => "no-referrer",
+        "Cross-Origin-Resource-Policy" => "same-origin",
+        "Content-Security-Policy" => "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'",
+    )
+}
+
+\$HTTP["url"] =~ "^$application/zerith_markers\.cgi" {
+    setenv.set-response-header = (
+        "Cache-Control" => "no-store",
+        "X-Content-Type-Options" => "nosniff",
+        "X-Frame-Options" => "DENY",
+        "Referrer-Policy" => "no-referrer",
+        "Cross-Origin-Resource-Policy" => "same-origin",
+        "Content-Security-Policy" => "default-src 'none'; frame-ancestors 'none'; sandbox",
+    )
+    \$HTTP["request-method"] !~ "^(GET|POST)\$" { url.access-deny = ("") }
+    # Its GET requests change things too, so none of them may come from a page of another site: browsers mark
+    # those. What is no browser marks nothing.
+    \$REQUEST_HEADER["Sec-Fetch-Site"] !~ "^(|same-origin|none)\$" { url.access-deny = ("") }
+    \$REQUEST_HEADER["Origin"] !~ "^(|https?://(${names:-[^/]+})(:[0-9]+)?)\$" { url.access-deny = ("") }
+} else \$HTTP["request-method"] !~ "^(GET|HEAD)\$" {
+    url.access-deny = ("")
 }
 
 fastcgi.server = ("$application/zerith_markers.cgi" => ((
@@ -96,10 +148,16 @@ fastcgi.server = ("$application/zerith_markers.cgi" => ((
 }
 CONFIG
 
+if [ -n "$names" ]; then
+    cat <<CONFIG
+
+\$HTTP["host"] !~ "^(|($names)(:[0-9]+)?)\$" { url.access-deny = ("") }
+CONFIG
+fi
+
 if [ -n "${option[logins]:-}" ]; then
     cat <<CONFIG
 
-server.modules += ("mod_auth", "mod_authn_file")
 auth.backend = "htdigest"
 auth.backend.htdigest.userfile = "${option[logins]}"
 auth.require = ("/" => ("method" => "digest", "realm" => "${option[realm]:-}", "require" => "valid-user"))

@@ -39,7 +39,10 @@ free_port() { # ADDRESS WANTED
 # start_web_server FOLDER HTML SOCKET CAMERA: FOLDER gets the generated files. Fails with what is wrong.
 start_web_server() {
     local folder=$1 options=(--html "$2" --socket "$3" --camera "$4" --port "$web_port" --address "$web_address") try
+    local rights root_rights=("--inh-caps=-all,+net_bind_service" "--bounding-set=-all,+net_bind_service")
     web_log=$folder/lighttpd.log
+    # Names under which others reach it, where only those are to be taken.
+    [ -z "${ZERITH_NAMES:-}" ] || options+=(--names "$ZERITH_NAMES")
     if answers "$(reachable "$web_address")" "$web_port"; then
         fail "port $web_port is in use: choose another with --port"
     fi
@@ -53,8 +56,13 @@ start_web_server() {
         fi
         "$root/tools/lighttpd-config.sh" "${options[@]}" >"$folder/lighttpd.conf"
     ) || fail "cannot write the web server's configuration into $folder"
+    # The application's socket in there takes everybody who comes that far.
+    chmod 700 "$2" || fail "cannot close $2 to others"
+    # It needs no right of root's but that to a low port, and can get none.
+    rights=(--no-new-privs)
+    if [ "$(id -u)" = 0 ] && setpriv "${root_rights[@]}" true 2>/dev/null; then rights+=("${root_rights[@]}"); fi
     # Debian keeps servers where only root's PATH looks.
-    PATH=$PATH:/usr/sbin setsid setpriv --pdeathsig TERM lighttpd -D -f "$folder/lighttpd.conf" >"$web_log" 2>&1 8>&- &
+    PATH=$PATH:/usr/sbin setsid setpriv --pdeathsig TERM "${rights[@]}" lighttpd -D -f "$folder/lighttpd.conf" >"$web_log" 2>&1 8>&- &
     web_server=$!
     for ((try = 0; try < 100; ++try)); do
         ! answers "$(reachable "$web_address")" "$web_port" || return 0

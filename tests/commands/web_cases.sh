@@ -69,6 +69,26 @@ setting_through_the_web_stays() {
     finished 0
 }
 
+# The application's socket takes everybody; the folder that it is in lets nobody near. And the web server can
+# get no rights that it has not.
+socket_and_rights_are_contained() {
+    local server
+    ready
+    start_serving --state state
+    [ "$(stat -c %a "$package/html/zerith_markers_fcgi.socket")" = 777 ]
+    [ "$(stat -c '%a %u' "$package/html")" = "700 $(id -u)" ]
+    server=$(pgrep -P "$run_pid" -x lighttpd)
+    grep -qx 'NoNewPrivs:.1' "/proc/$server/status"
+    if [ "$(id -u)" = 0 ]; then grep -qx 'CapEff:.0000000000000400' "/proc/$server/status"; fi
+    # A page of another site cannot switch the alert, and the log tells of no request.
+    fetch -H 'Sec-Fetch-Site: cross-site' "$api?action=manual_markers_alert_on"
+    [ "$code" = 403 ]
+    fetch -H 'Host: elsewhere.example' "$api?action=get_status_code"
+    [ "$code" = 403 ]
+    kill -TERM "$run_pid"
+    finished 0
+}
+
 alert_by_hand_is_an_event() {
     ready
     start_serving --state state --set EulaAccepted=false
@@ -150,6 +170,7 @@ wrong_web_options_are_usage_errors() {
 
 case_of "run: the web API answers while it runs, and nobody afterwards" web_api_answers_while_it_runs
 case_of "run: a setting made through the web is stored at once and there after a restart" setting_through_the_web_stays
+case_of "run: only its own user comes to the socket, and the web server can get no rights" socket_and_rights_are_contained
 case_of "run: the alert by hand is an event" alert_by_hand_is_an_event
 case_of "run: pictures and parameters show through the web server" picture_shows_through_the_web_server
 case_of "run: with --login nobody gets in without the password" login_is_asked_for

@@ -303,8 +303,6 @@ TEST_F(BehindWebServerTest, TheSecondAnswerOfAResponseIsPartOfItsBody) {
 TEST_F(BehindWebServerTest, AnAnswerWithoutAHeaderIsAServerErrorAndTheNextRequestIsServed) {
     beginStill();
     for (const auto& [method, query] : std::initializer_list<std::pair<const char*, const char*>>{
-             {"PUT", "?action=get_status_code"},
-             {"HEAD", "?action=get_status_code"},
              {"GET", ""},
              {"GET", "?"},
              {"GET", "?other=get_status_code"},
@@ -323,7 +321,7 @@ TEST_F(BehindWebServerTest, ABrowserThatGoesAwayInTheMiddleOfItsBodyChangesNothi
     const std::string body = logEntry("error", "not to be logged");
     EXPECT_TRUE(m_client.sendAndHangUp(
         m_server->url(), "POST " + std::string(testing_support::WebServer::kApi) +
-                             "?action=post_submit_log HTTP/1.1\r\nHost: camera\r\n"
+                             "?action=post_submit_log HTTP/1.1\r\nHost: localhost\r\n"
                              "Content-Type: text/xml\r\nContent-Length: 1000\r\n\r\n" +
                              body));
     EXPECT_EQ(web("get_status_code").body, "408");

@@ -39,6 +39,9 @@ class WebServer {
     /// The address of the web API, without a query.
     [[nodiscard]] std::string api() const { return url() + kApi; }
 
+    /// The page's folder, empty at first.
+    [[nodiscard]] std::filesystem::path html() const { return m_dir / "html"; }
+
     /// What the server has logged.
     [[nodiscard]] std::string log() const { return readFile(m_dir / "log"); }
 
