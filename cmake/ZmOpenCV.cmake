@@ -11,6 +11,17 @@ if(NOT OpenCV_DIR)
 endif()
 find_package(OpenCV 4.7 REQUIRED COMPONENTS core imgproc calib3d objdetect)
 
+# Whether this is our own build with the accelerator. It names the same build without it
+# (ZM_OPENCV_STOCK_DIR), for comparisons. A program asks cv::getBuildInformation().
+include("${OpenCV_DIR}/zerith-accelerator.cmake" OPTIONAL RESULT_VARIABLE ZM_OPENCV_ACCELERATED)
+set(ZM_MARKER_DETECTION "the library's own marker detection")
+if(ZM_OPENCV_ACCELERATED)
+    set(ZM_MARKER_DETECTION "accelerated marker detection")
+endif()
+message(STATUS "OpenCV ${OpenCV_VERSION}: ${ZM_MARKER_DETECTION}")
+# For scripts.
+file(WRITE "${CMAKE_BINARY_DIR}/marker-detection.txt" "${ZM_MARKER_DETECTION}\n")
+
 # All code sees OpenCV's headers as system headers: their warnings are not ours.
 add_library(zm_opencv INTERFACE)
 target_include_directories(zm_opencv SYSTEM INTERFACE ${OpenCV_INCLUDE_DIRS})

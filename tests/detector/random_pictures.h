@@ -1,7 +1,8 @@
 #pragma once
 
 // Grey pictures by number, for comparing the accelerated marker detection with the library's own:
-// the same number gives the same picture, on every processor.
+// the same number gives the same picture, on every processor: dice are thrown in the order of
+// statements or of lists in braces, never of arguments.
 
 #include <algorithm>
 #include <cstddef>
@@ -101,8 +102,8 @@ inline void checkers(cv::Mat& picture, Dice& dice) {
 inline void singlePixels(cv::Mat& picture, Dice& dice) {
     picture.setTo(dice.grey());
     for (int n = dice.in(1, picture.rows * picture.cols / 8 + 1); n > 0; --n) {
-        picture.at<std::uint8_t>(dice.in(0, picture.rows - 1), dice.in(0, picture.cols - 1)) =
-            dice.grey();
+        const cv::Point place{dice.in(0, picture.cols - 1), dice.in(0, picture.rows - 1)};
+        picture.at<std::uint8_t>(place) = dice.grey();
     }
 }
 
@@ -116,7 +117,8 @@ inline void edges(cv::Mat& picture, Dice& dice) {
                                     : (dice.oneIn(2) ? 0 : picture.cols - width);
         const int y = dice.oneIn(2) ? dice.in(-height, picture.rows)
                                     : (dice.oneIn(2) ? 0 : picture.rows - height);
-        cv::rectangle(picture, cv::Rect(x, y, width, height), cv::Scalar(dice.grey()),
+        const cv::Scalar colour(dice.grey());
+        cv::rectangle(picture, cv::Rect(x, y, width, height), colour,
                       dice.oneIn(2) ? cv::FILLED : 1);
     }
 }
@@ -128,8 +130,8 @@ inline void quadrilaterals(cv::Mat& picture, Dice& dice) {
         const int y = dice.in(0, picture.rows - 1);
         const int side = dice.in(2, std::max(3, std::min(picture.cols, picture.rows) / 2));
         const auto corner = [&](int dx, int dy) {
-            return cv::Point(x + dx * side + dice.in(-side / 4, side / 4),
-                             y + dy * side + dice.in(-side / 4, side / 4));
+            return cv::Point{x + dx * side + dice.in(-side / 4, side / 4),
+                             y + dy * side + dice.in(-side / 4, side / 4)};
         };
         const std::vector<cv::Point> corners{corner(0, 0), corner(1, 0), corner(1, 1),
                                              corner(0, 1)};
@@ -175,8 +177,8 @@ inline void markers(cv::Mat& picture, Dice& dice) {
         const int x = dice.in(0, picture.cols - side / 2);
         const int y = dice.in(0, picture.rows - side / 2);
         const auto corner = [&](int dx, int dy) {
-            return cv::Point2f(static_cast<float>(x + dx * side + dice.in(-side / 6, side / 6)),
-                               static_cast<float>(y + dy * side + dice.in(-side / 6, side / 6)));
+            return cv::Point2f{static_cast<float>(x + dx * side + dice.in(-side / 6, side / 6)),
+                               static_cast<float>(y + dy * side + dice.in(-side / 6, side / 6))};
         };
         const float end = static_cast<float>(marker.cols - 1);
         const std::vector<cv::Point2f> from{{0, 0}, {end, 0}, {end, end}, {0, end}};
