@@ -83,6 +83,16 @@ TEST_F(HttpServerTest, EveryAnswerEndsItsConnection) {
     }
 }
 
+TEST_F(HttpServerTest, NoAnswerIsTakenForAnythingElseOrUsedByAnotherSite) {
+    serve();
+    for (const char* target :
+         {kImage, kParameters, "/nothing", "/axis-cgi/param.cgi?action=none"}) {
+        const HttpAnswer answer = get(target);
+        EXPECT_EQ(answer.header("x-content-type-options"), "nosniff") << target;
+        EXPECT_EQ(answer.header("cross-origin-resource-policy"), "same-origin") << target;
+    }
+}
+
 struct WrongRequest {
     const char* name;
     std::string text;
