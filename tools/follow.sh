@@ -8,6 +8,10 @@ lists=0        # lists of ids that were sent
 last_shown=""  # the log line shown last, without its time
 repeated=0     # how often it has come again since
 
+# Texts of others end up in logs and events. On a terminal a control character of theirs would be an order, so
+# it is shown as a question mark. Bytes are told apart as bytes: in other locales no pattern fits what is no
+# text there.
+
 declare -A unfinished=() # file -> the start of a line that is not whole yet
 
 # follow_lines FD FILE HANDLER: hands every line that was completed since the last call to HANDLER.
@@ -22,7 +26,8 @@ follow_lines() {
 
 # An alert, a list of ids or a declaration in words; anything else as it stands.
 show_event() {
-    local line=$1 time=""
+    local LC_ALL=C line time=""
+    line=${1//[[:cntrl:]]/?}
     [[ $line =~ \"time\":\"[^\"T]*T([0-9:.]*) ]] && time=${BASH_REMATCH[1]}
     if [[ $line == *'"declared":true'* && $line =~ \"topic\":\"[^\"]*/([^\"/]*)\" ]]; then
         say "$time  event declared: ${BASH_REMATCH[1]}"
@@ -72,7 +77,8 @@ show_repetitions() {
 # A log line is date|application|level|message. The log tells the events too, which the journal has
 # shown already, and the start and the end of the run.
 show_log_line() {
-    local line=$1 time level message
+    local LC_ALL=C line time level message
+    line=${1//[[:cntrl:]]/?}
     [[ $line =~ ^[0-9-]+\ ([0-9:]+)\|[^\|]*\|(warning|error)\|(.*)$ ]] || return 0
     time=${BASH_REMATCH[1]} level=${BASH_REMATCH[2]} message=${BASH_REMATCH[3]}
     case $message in

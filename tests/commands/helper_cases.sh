@@ -110,6 +110,19 @@ TEXT
     diff wanted told
 }
 
+control_characters_do_not_reach_the_terminal() {
+    say() { printf '%s\n' "$*"; }
+    source "$root/tools/follow.sh"
+    printf '2026-01-31 12:00:01|zerith_markers|error|title \e]0;x\a clear \e[2J back\b\r\x7f \xc3\xa4 \xff\n' >log
+    shown log show_log_line >told
+    printf '12:00:01      error: title ?]0;x? clear ?[2J back??? \xc3\xa4 \xff\n' >wanted
+    diff wanted told
+    printf '{"odd":"\e[2J"}\n' >journal
+    shown journal show_event >told
+    printf '  event {"odd":"?[2J"}\n' >wanted
+    diff wanted told
+}
+
 test_results_are_counted_case_by_case() {
     cat >results.xml <<'XML'
 <?xml version="1.0" encoding="UTF-8"?>
@@ -205,6 +218,7 @@ case_of "tools: the analysis size is the largest of the sensor's class" \
     analysis_size_is_the_largest_of_the_sensors_class
 case_of "tools: events are told in words" events_are_told_in_words
 case_of "tools: repeated log lines are told once" log_lines_are_told_once
+case_of "follow: control characters of others do not reach the terminal" control_characters_do_not_reach_the_terminal
 case_of "tools: test results are counted case by case" test_results_are_counted_case_by_case
 case_of "tools: failing output is shown without what passed" failing_output_is_shown_without_what_passed
 case_of "opencv: a folder that holds none is told" opencv_folder_that_holds_none_is_told
