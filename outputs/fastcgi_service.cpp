@@ -44,6 +44,16 @@ void respond(const FCGX_Request& request, const char* text) {
     FCGX_FPrintF(request.out, "%s", text);
 }
 
+/// Writes a text of any bytes. Its zero bytes, each of which ends a text for the library, are left
+/// out, so that one in the log does not hide all that was logged after it.
+void respondWhole(const FCGX_Request& request, const std::string& text) {
+    respond(request, text.c_str());
+    for (std::size_t zero = text.find('\0'); zero != std::string::npos;
+         zero = text.find('\0', zero + 1)) {
+        respond(request, text.c_str() + zero + 1);
+    }
+}
+
 /// Keeps a peer that has begun a request and says no more from holding up the service for ever.
 void limitWaiting(int connection) {
     setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &kPeerPatience, sizeof kPeerPatience);
@@ -352,7 +362,7 @@ int fastcgi_service::processGET(UriQueryListStructA* item) {
     const std::string body = known->answer();
     respond(m_request, known->header);
     respond(m_request, "\r\n");
-    respond(m_request, body.c_str());
+    respondWhole(m_request, body);
     return 0;
 }
 

@@ -181,6 +181,14 @@ TEST_F(FastcgiServiceTest, GetAllParametersAnswersTheSettingsDocumentAsXml) {
               "Status: 200 OK\r\nContent-Type: text/xml\r\n\r\n<app><Eula>1</Eula>100%s</app>");
 }
 
+TEST_F(FastcgiServiceTest, AZeroByteInAnAnswerHidesNothingThatFollowsIt) {
+    using namespace std::string_literals;
+    modules().parameters = [] { return "<app>\0one\0\0two</app>\0"s; };
+
+    EXPECT_EQ(answerToAction("get_all_parameters"),
+              "Status: 200 OK\r\nContent-Type: text/xml\r\n\r\n<app>onetwo</app>");
+}
+
 TEST_F(FastcgiServiceTest, GetLogfileAsSerializedTextAnswersTheLogWithBars) {
     g_Logger.info("f: one");
     g_Logger.error("f: two");
