@@ -26,3 +26,17 @@ file(WRITE "${CMAKE_BINARY_DIR}/marker-detection.txt" "${ZM_MARKER_DETECTION}\n"
 add_library(zm_opencv INTERFACE)
 target_include_directories(zm_opencv SYSTEM INTERFACE ${OpenCV_INCLUDE_DIRS})
 target_link_libraries(zm_opencv INTERFACE ${OpenCV_LIBS})
+
+# The same build without the accelerator, for programs that compare both.
+if(ZM_OPENCV_ACCELERATED AND EXISTS "${ZM_OPENCV_STOCK_DIR}/OpenCVConfig.cmake")
+    find_package(ZLIB REQUIRED)
+    cmake_path(GET ZM_OPENCV_STOCK_DIR PARENT_PATH stock)
+    cmake_path(GET stock PARENT_PATH stock)
+    cmake_path(GET stock PARENT_PATH stock)
+    add_library(zm_stock_opencv INTERFACE)
+    target_include_directories(zm_stock_opencv SYSTEM INTERFACE "${stock}/include/opencv4")
+    foreach(module IN ITEMS objdetect calib3d features2d flann imgproc core)
+        target_link_libraries(zm_stock_opencv INTERFACE "${stock}/lib/libopencv_${module}.a")
+    endforeach()
+    target_link_libraries(zm_stock_opencv INTERFACE ZLIB::ZLIB Threads::Threads ${CMAKE_DL_LIBS})
+endif()
