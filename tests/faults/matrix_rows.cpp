@@ -55,13 +55,14 @@ std::vector<MatrixRow> videoRows() {
 std::vector<MatrixRow> parameterRows() {
     return {
         {.call = "ax_parameter_new",
-         .lines = {"|error|init_controller: Error initializing parameter of zerith_markers\n"}},
+         .lines = {"|error|init_controller: Error initializing parameter of zerith_markers\n"},
+         .settingsLostAt = {kEvery}},
         {.call = "ax_parameter_free", .lines = {}, .isRelease = true, .isUnreached = true},
         {.call = "ax_parameter_add", .lines = {"|error|add_parameter: Failed to add parameter "}},
         {.call = "ax_parameter_get",
-         .lines =
-             {"|error|find_rotation_parameter: ERROR ax_parameter_get",
-              "|error|init_parameter_controller: Failed to load the settings. Failed to get "}},
+         .lines = {"|error|find_rotation_parameter: ERROR ax_parameter_get",
+                   "|error|init_parameter_controller: Failed to load the settings. Failed to get "},
+         .settingsLostAt = {2, 10, kEvery}},
         {.call = "ax_parameter_set", .lines = {"_parameter: Failed to save "}},
         {.call = "ax_parameter_list", .lines = {}, .isUnreached = true},
     };

@@ -25,6 +25,9 @@ struct MatrixRow {
     std::set<unsigned> fatalAt = {};
     /// The failures after which no alert can be sent until the next start.
     std::set<unsigned> alertLostAt = {};
+    /// The failures with which the settings cannot be loaded, so that nothing is analysed until the
+    /// page writes them again.
+    std::set<unsigned> settingsLostAt = {};
     /// The failures after which no request is served until the next start.
     std::set<unsigned> serviceLostAt = {};
     /// What fails is the release of something, which is lost then.

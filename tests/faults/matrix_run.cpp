@@ -163,7 +163,9 @@ class Run {
             const auto status = m_run.get("get_status_code");
             demand(status && status->ends_with("\r\n200"), "the status after the faults");
         }
-        if (any([](const MatrixRow& row) -> auto& { return row.alertLostAt; })) {
+        const bool isIdle =
+            !isServed && any([](const MatrixRow& row) -> auto& { return row.settingsLostAt; });
+        if (isIdle || any([](const MatrixRow& row) -> auto& { return row.alertLostAt; })) {
             return;
         }
         const std::vector<bool> alerts = m_run.alerts(before);
