@@ -81,9 +81,10 @@ void DrivenRun::planFaults(const std::string& faults) {
 }
 
 bool DrivenRun::start() {
-    m_begin = std::chrono::steady_clock::now();
     m_program.start();
-    return settle();
+    const bool isRunning = settle();
+    m_begin = std::chrono::steady_clock::now();
+    return isRunning;
 }
 
 std::chrono::nanoseconds DrivenRun::age() const {

@@ -36,7 +36,7 @@ class DrivenRun {
     /// or the program ended
     [[nodiscard]] bool tick(unsigned count, std::chrono::milliseconds stride);
 
-    /// The program's own time since its start, which is about that of the scene's story.
+    /// The program's own time since its main loop began, which is about that of the scene's story.
     [[nodiscard]] std::chrono::nanoseconds age() const;
 
     /// Waits until the main loop has nothing more to do. @return as tick()
