@@ -23,7 +23,7 @@ case ${1:-} in
 --long) small=1000000 large=2000 frames=5 every=1 unit=1000000 ;;
 --arm)
     small=2000 large=4 frames=1 every=100 unit=300 processor=aarch64
-    programs=$root/build/aarch64/tests/detector
+    programs=${ZM_ARM_BUILD:-$root/build/aarch64}/tests/detector
     emulate=(qemu-aarch64-static -L "$("$root/tools/arm64/ensure-sysroot.sh")") || exit
     ;;
 *)
@@ -31,6 +31,35 @@ case ${1:-} in
     exit 2
     ;;
 esac
+
+# instructions LIBRARY PICTURE WIDTH HEIGHT: those of one detection, as the second one in a program adds them.
+instructions() {
+    local repeat counted=()
+    for repeat in 1 2; do
+        echo "$2 $3 $4 1 $repeat" | qemu-aarch64 -L "${emulate[2]}" -plugin "$work/count.so" \
+            "$programs/detection_worker_$1" 2>"$work/counted" >/dev/null || return
+        counted+=("$(sed -n 's/^instructions: //p' "$work/counted")")
+    done
+    echo $((counted[1] - counted[0]))
+}
+
+# On one thread, with noise 4 and 4 markers.
+count_instructions() {
+    local size stock accelerated
+    if ! qemu-aarch64 --help 2>/dev/null | grep -q -e -plugin; then
+        echo "skip $subject: instructions: there is no qemu-aarch64 that takes plugins (package qemu-user)"
+        return
+    fi
+    cc -shared -fPIC -O2 -o "$work/count.so" "$root/tools/arm64/instruction_count.c" &&
+        "$native/bench/detection_bench" --pictures "$work"
+    verdict $? "instructions can be counted"
+    for size in 1280x720 1920x1080 3840x2160; do
+        stock=$(instructions stock "$work/$size.rgb" "${size%x*}" "${size#*x}")
+        accelerated=$(instructions accelerated "$work/$size.rgb" "${size%x*}" "${size#*x}")
+        [ "${accelerated:-0}" -gt 0 ] && [ $((100 * accelerated)) -le $((30 * stock)) ]
+        verdict $? "at most 0.30 of the instructions on Arm at $size: $accelerated of $stock"
+    done
+}
 
 "$root/tests/detector/accelerate_test.sh" || failures=$((failures + 1))
 
@@ -88,4 +117,5 @@ for folder in images chessboard negatives video; do
     done
     compare "$folder" 0 2 pictures
 done
+[ "${1:-}" != --arm ] || count_instructions
 [ "$failures" = 0 ]
