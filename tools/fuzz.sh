@@ -36,7 +36,7 @@ longest() { # TARGET
     web_requests | http_query) echo 5000 ;;
     settings | parameter_values) echo 2000 ;;
     camera_config) echo 1000 ;;
-    log_entry) echo 150 ;;
+    log_entry) echo 100 ;;
     frame) echo 600 ;;
     size_texts) echo 40 ;;
     *) echo 400 ;;
@@ -65,7 +65,7 @@ run_target() {
     # Leaks are looked for at the end: whatever a log keeps back would be searched for after each input.
     # TZ: where a clock's zone is not named, every line of a log looks for it.
     patiently env TZ=UTC \
-        ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
+        ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1:malloc_context_size=3:quarantine_size_mb=32 UBSAN_OPTIONS=print_stacktrace=1 \
         "LSAN_OPTIONS=suppressions=$root/tests/support/lsan.supp:print_suppressions=0" \
         nice -n 19 "$build/fuzz/fuzz_$what" "-max_total_time=$seconds" "-max_len=$(longest "$what")" \
         -detect_leaks=0 -timeout=25 -rss_limit_mb=1500 -print_final_stats=1 "-artifact_prefix=$build/findings/$what-" \

@@ -14,8 +14,8 @@ Usage: tools/lighttpd-config.sh --html DIR --socket PATH --camera HOST:PORT --po
   --address HOST    on which address (default: 127.0.0.1)
   --logins FILE     who may log in (lines user:realm:hash, as htdigest writes them); without it anybody may
   --realm TEXT      the realm of those logins
-  --names LIST      the names and addresses under which the server may be asked, comma separated. On a loopback
-                    address these are localhost and that address by themselves, elsewhere any name will do
+  --names LIST      further names and addresses under which the server may be asked, comma separated. On a loopback
+                    address nothing but localhost and that address will do without, elsewhere any name
   --log FILE        the web server's error log (default: its standard error)
 TEXT
 }
@@ -55,8 +55,8 @@ camera_host=${camera_host#[}
 # Browsers tell under which name they ask. A page of somebody else's whose name was made to lead here has
 # another one.
 names=${option[names]:-}
-case $address in
-127.* | ::1) names="localhost,$bind,127.0.0.1,[::1]${names:+,$names}" ;;
+case $address,$names in
+127.* | ::1,* | localhost,* | *,?*) names="localhost,127.0.0.1,[::1],$bind${names:+,$names}" ;;
 esac
 if [ -n "$names" ]; then
     names=$(sed -E 's/[^0-9A-Za-z,_-]/\\&/g; s/,+/|/g; s/^\|+|\|+$//g' <<<"$names")

@@ -110,6 +110,20 @@ TEXT
     diff wanted told
 }
 
+web_server_takes_names_where_they_are_known() {
+    config() { "$root/tools/lighttpd-config.sh" --html . --socket ./s --camera 127.0.0.1:9 --port 1 "$@" >made; }
+    config
+    has made '["host"] !~ "^(|(localhost|127\.0\.0\.1|'
+    config --address 0.0.0.0
+    has_not made '["host"]'
+    config --address 0.0.0.0 --names 'cam.example,10.0.0.1'
+    has made '|cam\.example|10\.0\.0\.1)(:[0-9]+)?)$"'
+    # What is no name cannot end the pattern or the text that it is in.
+    config --names 'a)(b|.*'
+    has made '|a\)\(b\|\.\*)'
+    expect 2 "$root/tools/lighttpd-config.sh" --names 'a"b'
+}
+
 control_characters_do_not_reach_the_terminal() {
     say() { printf '%s\n' "$*"; }
     source "$root/tools/follow.sh"
@@ -218,6 +232,7 @@ case_of "tools: the analysis size is the largest of the sensor's class" \
     analysis_size_is_the_largest_of_the_sensors_class
 case_of "tools: events are told in words" events_are_told_in_words
 case_of "tools: repeated log lines are told once" log_lines_are_told_once
+case_of "tools: the web server takes the names that it is told, and on a loopback address no others" web_server_takes_names_where_they_are_known
 case_of "follow: control characters of others do not reach the terminal" control_characters_do_not_reach_the_terminal
 case_of "tools: test results are counted case by case" test_results_are_counted_case_by_case
 case_of "tools: failing output is shown without what passed" failing_output_is_shown_without_what_passed
