@@ -102,6 +102,7 @@ main() {
         usage_error "$what: there is no such target. There are: ${all_targets[*]}"
     trap 'stop_step; [ ${#running[@]} = 0 ] || kill -TERM "${running[@]}" 2>/dev/null; wait; exit 1' INT TERM HUP
     if [ -z "${ZM_FUZZ_BUILD:-}" ]; then
+        install_packages build test fuzz >&2
         configure fuzz >&2
         build fuzz fuzz_targets >&2
     fi
