@@ -57,10 +57,15 @@ start_web_server() {
         "$root/tools/lighttpd-config.sh" "${options[@]}" >"$folder/lighttpd.conf"
     ) || fail "cannot write the web server's configuration into $folder"
     # The application's socket in there takes everybody who comes that far.
-    chmod 700 "$2" || fail "cannot close $2 to others"
-    # It needs no right of root's but that to a low port, and can get none.
+    if ! { [ -O "$2" ] || chown "$(id -u):$(id -g)" "$2"; } || ! chmod 700 "$2"; then
+        fail "cannot close $2 to others"
+    fi
+    # It needs no right of root's but that to a low port, and can get none. Where somebody else's folders are
+    # on the way to its files, root comes there by such a right only.
     rights=(--no-new-privs)
-    if [ "$(id -u)" = 0 ] && setpriv "${root_rights[@]}" true 2>/dev/null; then rights+=("${root_rights[@]}"); fi
+    if [ "$(id -u)" = 0 ] && setpriv "${root_rights[@]}" test -r "$folder/lighttpd.conf" -a -x "$2" 2>/dev/null; then
+        rights+=("${root_rights[@]}")
+    fi
     # Debian keeps servers where only root's PATH looks.
     PATH=$PATH:/usr/sbin setsid setpriv --pdeathsig TERM "${rights[@]}" lighttpd -D -f "$folder/lighttpd.conf" >"$web_log" 2>&1 8>&- &
     web_server=$!
