@@ -1,3 +1,9 @@
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "tests/detector/accelerator_support.h"
@@ -7,14 +13,18 @@ namespace {
 
 using zerith::BitPicture;
 
-constexpr int kSides[] = {3, 13, 23};
+/// The detector's windows.
+std::vector<int> allSides() {
+    return {3, 13, 23};
+}
 
-/// Thresholds with the three windows at once.
-std::vector<BitPicture> threshold(const cv::Mat& grey, int constant, zerith::Form form) {
+/// Thresholds with some windows at once.
+std::vector<BitPicture> threshold(const cv::Mat& grey, const std::vector<int>& sides, int constant,
+                                  zerith::Form form) {
     std::vector<BitPicture> pictures;
     std::vector<zerith::Thresholding> tasks;
-    pictures.reserve(std::size(kSides));
-    for (const int side : kSides) {
+    pictures.reserve(sides.size());
+    for (const int side : sides) {
         pictures.emplace_back(grey.cols, grey.rows);
         tasks.push_back({side, constant, &pictures.back()});
     }
@@ -26,13 +36,17 @@ std::vector<BitPicture> threshold(const cv::Mat& grey, int constant, zerith::For
     return pictures;
 }
 
-void expectSame(const cv::Mat& grey, int constant, const std::string& what) {
+void expectSame(const cv::Mat& grey, int constant, const std::string& what,
+                const std::vector<int>& sides = allSides()) {
+    std::vector<cv::Mat> wanted;
+    for (const int side : sides) {
+        wanted.push_back(detector::stockThreshold(grey, side, constant));
+    }
     for (const zerith::Form form : detector::forms()) {
-        const std::vector<BitPicture> found = threshold(grey, constant, form);
-        for (std::size_t i = 0; i < std::size(kSides); ++i) {
-            ASSERT_TRUE(
-                detector::same(found[i], detector::stockThreshold(grey, kSides[i], constant)))
-                << what << ", window " << kSides[i] << ", constant " << constant << ", form "
+        const std::vector<BitPicture> found = threshold(grey, sides, constant, form);
+        for (std::size_t i = 0; i < sides.size(); ++i) {
+            ASSERT_TRUE(detector::same(found[i], wanted[i]))
+                << what << ", window " << sides[i] << ", constant " << constant << ", form "
                 << static_cast<int>(form);
         }
     }
@@ -62,46 +76,52 @@ TEST(Threshold, IsTheLibrarysOnLargePictures) {
     }
 }
 
-// A window's sum decides alone, so these are all cases there are of a mean that is rounded: a row
-// of windows that do not touch, each with a sum of its own, the pixel in the middle one that is
-// near the mean.
+/// Fills a window so that its pixels have a sum, the middle one being less than their mean by some
+/// grey levels where there is room.
+void fillWithSum(cv::Mat window, int sum, int less) {
+    const int area = window.rows * window.cols;
+    const int mean = (sum + area / 2) / area;
+    // The mean everywhere, then one more or less from the first pixel on.
+    window.setTo(mean);
+    const int change = sum > mean * area ? 1 : -1;
+    for (int i = 0; i < std::abs(sum - mean * area); ++i) {
+        window.at<std::uint8_t>(i / window.cols, i % window.cols) =
+            static_cast<std::uint8_t>(mean + change);
+    }
+    // What the middle gives to its neighbour stays in the sum.
+    auto& middle = window.at<std::uint8_t>(window.rows / 2, window.cols / 2);
+    auto& neighbour = window.at<std::uint8_t>(window.rows / 2, window.cols / 2 + 1);
+    const int given = std::min({less, static_cast<int>(middle), 255 - neighbour});
+    middle = static_cast<std::uint8_t>(middle - given);
+    neighbour = static_cast<std::uint8_t>(neighbour + given);
+}
+
+// A window's sum decides alone, so these are all cases there are of a mean that is rounded: rows of
+// windows that do not touch, each with a sum of its own, and a middle pixel for which one more or
+// less counts.
 TEST(Threshold, RoundsTheMeanOfEverySumAsTheLibraryDoes) {
-    for (const int side : kSides) {
-        const int area = side * side;
-        const int across = 40;
-        const int last = 255 * area;
-        for (int sum = 0; sum <= last; sum += across) {
-            cv::Mat grey(side, side * across, CV_8UC1, cv::Scalar(0));
-            for (int window = 0; window < across; ++window) {
-                int rest = std::min(sum + window, last);
-                const int mean = (rest + area / 2) / area;
-                cv::Mat part = grey(cv::Rect(window * side, 0, side, side));
-                // The mean everywhere, then one more or less from the first pixel on.
-                part.setTo(mean);
-                rest -= mean * area;
-                for (int i = 0; rest != 0; ++i) {
-                    part.at<std::uint8_t>(i / side, i % side) =
-                        static_cast<std::uint8_t>(mean + (rest > 0 ? 1 : -1));
-                    rest -= rest > 0 ? 1 : -1;
+    constexpr int kConstant = 7;
+    constexpr int kAcross = 40;
+    for (const int side : allSides()) {
+        const int last = 255 * side * side;
+        for (int sum = 0; sum <= last; sum += kAcross) {
+            for (const int less : {kConstant - 1, kConstant, kConstant + 1}) {
+                cv::Mat grey(side, side * kAcross, CV_8UC1);
+                for (int i = 0; i < kAcross; ++i) {
+                    fillWithSum(grey(cv::Rect(i * side, 0, side, side)), std::min(sum + i, last),
+                                less);
                 }
-                // The middle keeps the sum when it gives to its neighbour.
-                auto& middle = part.at<std::uint8_t>(side / 2, side / 2);
-                auto& neighbour = part.at<std::uint8_t>(side / 2, side / 2 + 1);
-                const int given =
-                    std::min({window % 3 + 6, static_cast<int>(middle), 255 - neighbour});
-                middle = static_cast<std::uint8_t>(middle - given);
-                neighbour = static_cast<std::uint8_t>(neighbour + given);
-            }
-            expectSame(grey, 7, "sums from " + std::to_string(sum));
-            if (HasFatalFailure()) {
-                return;
+                expectSame(grey, kConstant, "sums from " + std::to_string(sum), {side});
+                if (HasFatalFailure()) {
+                    return;
+                }
             }
         }
     }
 }
 
 TEST(Threshold, KnowsTheDetectorsWindowsAndWholeConstantsOnly) {
-    for (const int side : kSides) {
+    for (const int side : allSides()) {
         EXPECT_TRUE(zerith::canThreshold(side, 1));
         EXPECT_TRUE(zerith::canThreshold(side, 7));
         EXPECT_TRUE(zerith::canThreshold(side, 128));
