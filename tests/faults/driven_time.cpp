@@ -151,6 +151,22 @@ int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout, const sigs
     return skipWait(*control, wait, descriptors, count, length, mask);
 }
 
+/// Tells the test of a sleep of the main thread.
+int nanosleep(const timespec* length, timespec* left) {
+    using Sleep = int (*)(const timespec*, timespec*);
+    static const auto sleep = reinterpret_cast<Sleep>(dlsym(RTLD_NEXT, "nanosleep"));
+    RunControl* const control = g_control;
+    const bool tells = control != nullptr && gettid() == getpid();
+    if (tells) {
+        control->isAsleep = true;
+    }
+    const int result = sleep(length, left);
+    if (tells) {
+        control->isAsleep = false;
+    }
+    return result;
+}
+
 /// A deadline is told by the program's clock, and the wait is a real one.
 int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
                            const timespec* deadline) {

@@ -28,6 +28,8 @@ struct RunControl {
     std::atomic<std::uint64_t> skipped{0};
     /// The main loop waits for the test to allow more.
     std::atomic<bool> isIdle{false};
+    /// The main thread sleeps, as a call to the camera does that has to take its time.
+    std::atomic<bool> isAsleep{false};
     /// Real time from here on.
     std::atomic<bool> isReleased{false};
 
