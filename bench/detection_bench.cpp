@@ -2,11 +2,12 @@
 // two programs take turns on the same picture, so that whatever else the machine does meets both
 // alike. Ids, corners and rejected candidates of both have to be the same in every turn.
 //
-//   detection_bench [--rounds N] [--json FILE] [--assert]
+//   detection_bench [--only CONTENT] [--rounds N] [--json FILE] [--assert]
 //   detection_bench --pictures FOLDER     writes the pictures with noise 4 and 4 markers, and stops
 //
 // Each ratio is the median of the accelerated one's times over the median of the other's, both on
-// the same number of threads. --assert fails where a picture with noise 4 takes longer than it may.
+// the same number of threads; the ratio of processor times tells more where the machine is busy.
+// --assert fails where a picture with noise 4 takes longer than it may.
 
 #include <array>
 #include <cstdio>
@@ -42,6 +43,7 @@ constexpr Size kSizes[] = {
 struct Options {
     int rounds = 7;
     std::string json;
+    std::string only; ///< one of the contents' names; all when empty
     bool asserts = false;
     std::string picturesFolder;
 };
@@ -184,13 +186,16 @@ Options parse(int argc, char** argv) {
             options.rounds = std::stoi(argv[++i]);
         } else if (word == "--json" && hasValue) {
             options.json = argv[++i];
+        } else if (word == "--only" && hasValue) {
+            options.only = argv[++i];
         } else if (word == "--pictures" && hasValue) {
             options.picturesFolder = argv[++i];
         } else if (word == "--assert") {
             options.asserts = true;
         } else {
             throw std::invalid_argument(
-                "usage: detection_bench [--rounds N] [--json FILE] [--assert] | --pictures FOLDER");
+                "usage: detection_bench [--only CONTENT] [--rounds N] [--json FILE] "
+                "[--assert] | --pictures FOLDER");
         }
     }
     return options;
@@ -213,6 +218,9 @@ bool compareAll(const Options& options, const fs::path& programs) {
                 options.rounds);
     int number = 0;
     for (const bench::Content content : bench::kContents) {
+        if (!options.only.empty() && options.only != bench::nameOf(content)) {
+            continue;
+        }
         for (const Size& size : kSizes) {
             for (const int markers : {0, 4, 20}) {
                 // A name of its own, as workers keep the last picture.
@@ -226,6 +234,9 @@ bool compareAll(const Options& options, const fs::path& programs) {
                 fs::remove(path);
             }
         }
+    }
+    if (lines.empty()) {
+        throw std::invalid_argument("--only " + options.only + ": there is no such content");
     }
     if (!options.json.empty()) {
         writeJson(options.json, lines);
