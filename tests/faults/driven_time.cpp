@@ -80,7 +80,8 @@ void obey(RunControl& control) {
 
 using Ppoll = int (*)(pollfd*, nfds_t, const timespec*, const sigset_t*);
 
-/// The main loop's wait, without waiting.
+/// The main loop's wait, without waiting. After a tick that took longer than the time between two
+/// it has no length, and is a wait all the same.
 int skipWait(RunControl& control, Ppoll wait, pollfd* descriptors, nfds_t count,
              std::int64_t length, const sigset_t* mask) {
     timespec look{};
@@ -145,7 +146,7 @@ int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout, const sigs
     static const auto wait = reinterpret_cast<Ppoll>(dlsym(RTLD_NEXT, "ppoll"));
     RunControl* const control = g_control;
     const std::int64_t length = timeout == nullptr ? 0 : nanosecondsOf(*timeout);
-    if (control == nullptr || control->isReleased || length == 0 || gettid() != getpid()) {
+    if (control == nullptr || control->isReleased || timeout == nullptr || gettid() != getpid()) {
         return wait(descriptors, count, timeout, mask);
     }
     return skipWait(*control, wait, descriptors, count, length, mask);

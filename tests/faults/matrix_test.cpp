@@ -13,10 +13,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/faults/driven_run.h"
 #include "tests/faults/matrix_rows.h"
 #include "tests/faults/matrix_run.h"
 #include "tests/support/temp_dir.h"
 
+using namespace std::chrono_literals;
 using namespace testing_support;
 
 namespace {
@@ -117,6 +119,28 @@ TEST(FaultMatrixPairs, AreSurvived) {
         hits += check({first, second});
     }
     std::cout << hits << " of " << 2 * (runs - std::min(runs, singles)) << " faults met a call\n";
+}
+
+TEST(FaultMatrixBuffers, WhenNoneComesBackTheProgramSaysSoAndGoesOnWithoutFrames) {
+    DrivenRun run;
+    constexpr unsigned kBuffers = 4;
+    run.program().configure("camera", "buffers", std::to_string(kBuffers));
+    run.planFaults("vdo_stream_buffer_unref count=forever code=1");
+    run.program().setEnvironment("ASAN_OPTIONS", "detect_leaks=0"); // they are lost
+    ASSERT_TRUE(run.start()) << run.program().log() << run.program().output();
+    ASSERT_TRUE(
+        run.program().waitUntil([&] { return run.get("get_status_code").has_value(); }, 20s));
+    ASSERT_TRUE(run.tick(kBuffers, 1s));
+    EXPECT_FALSE(run.program().logHolds("failed to get VDO buffer"));
+    ASSERT_TRUE(run.tick(2, 1s));
+    const auto told = [&](const std::string& line) { return run.program().logHolds(line); };
+    EXPECT_TRUE(told("|error|getFrame: Failed to release VDO stream buffer. injected fault\n"));
+    EXPECT_TRUE(told("|error|getFrame: VideoStreamSource::getFrame failed to get VDO buffer. "));
+    EXPECT_TRUE(told("|error|detect_markers: unable to getFrame\n"));
+    EXPECT_TRUE(run.get("get_all_parameters").has_value());
+    const auto end = run.stop();
+    ASSERT_TRUE(end.has_value());
+    EXPECT_TRUE(end->exited && end->status == 0) << run.program().output();
 }
 
 } // namespace
