@@ -9,13 +9,11 @@
 // the same number of threads; the ratio of processor times tells more where the machine is busy.
 // --assert fails where a picture with noise 4 takes longer than it may.
 
-#include <array>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <limits>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -77,12 +75,10 @@ Answer ask(bench::WorkerProcess& worker, const fs::path& picture, const Size& si
         worker.ask(picture.string() + ' ' + std::to_string(size.width) + ' ' +
                    std::to_string(size.height) + ' ' + std::to_string(threads) + " 1");
     Answer answer;
-    char hash[32] = "";
-    if (std::sscanf(text.c_str(), "%lf %lf %zu %31s", &answer.wall, &answer.processor,
-                    &answer.markers, hash) != 4) {
+    std::istringstream words(text);
+    if (!(words >> answer.wall >> answer.processor >> answer.markers >> answer.hash)) {
         throw std::runtime_error("a worker answers: " + text);
     }
-    answer.hash = hash;
     return answer;
 }
 
