@@ -49,6 +49,8 @@ program_of_run() { # its process, once it is there
 story_of_the_built_in_scene() {
     ready
     expect 0 "$run" --duration 40 --state state
+    grep -qE '^Version:    [0-9]+\.[0-9]+\.[0-9]+ \(build [0-9a-f]{12}\)$' out
+    has out "Detector:   $(cat "$root/build/release/marker-detection.txt"), at most "
     has out "Settings in force:"
     has out "while a marker stays inside area 1 for more than 3 s"
     has out "(480,270) (1440,270) (1440,810) (480,810)"
