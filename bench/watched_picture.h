@@ -131,6 +131,9 @@ class WatchedPicture {
 
     [[nodiscard]] std::size_t detected() const { return m_ids.size(); }
 
+    /// The frame that the tick sees: RGB, rows without padding.
+    [[nodiscard]] const std::vector<std::uint8_t>& frame() const { return m_frame; }
+
   private:
     void fetchFrame() {
         m_frame.resize(static_cast<std::size_t>(m_width) * static_cast<std::size_t>(m_height) * 3);
