@@ -1,5 +1,6 @@
 #include "core/app_main.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -16,6 +17,8 @@
 #include <sys/sysinfo.h>
 #include <syslog.h>
 #include <unistd.h>
+
+#include <malloc.h>
 
 #include "analysis/area_of_interest.h"
 #include "analysis/common_structs.h"
@@ -189,6 +192,17 @@ void chooseApplicationStream(AspectRatioType aspectRatio) {
     g_ApplicationStreamHeight = static_cast<int>(g_IsPortrait ? size.width : size.height);
 }
 
+/// Lets the memory of a tick's pictures stay with the process when it is freed. The system would
+/// have to map it again in the next tick, page by page, which takes as long as a third of the
+/// tick's work at 1920x1080.
+void keepFreedPictures() {
+    constexpr std::int64_t kLeast = 131072;      // what the C library begins with
+    constexpr std::int64_t kMost = 32 * 1048576; // what it takes at most
+    const std::int64_t picture = std::int64_t{3} * g_AnalysisStreamWidth * g_AnalysisStreamHeight;
+    mallopt(M_MMAP_THRESHOLD, static_cast<int>(std::clamp(2 * picture, kLeast, kMost)));
+    mallopt(M_TRIM_THRESHOLD, static_cast<int>(std::clamp(4 * picture, 2 * kLeast, 2 * kMost)));
+}
+
 /// Opens the camera's stream. @return false when it cannot be opened
 bool createFrameSource() {
     const Resolution axis = g_AnalysisStreamManager.getResolutionAxis();
@@ -255,6 +269,7 @@ int runApplication() {
         return -1;
     }
     chooseApplicationStream(aspectRatio);
+    keepFreedPictures();
     allowTermination();
     if (!createFrameSource()) {
         return -1;

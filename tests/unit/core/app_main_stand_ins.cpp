@@ -14,6 +14,7 @@
 #include <dlfcn.h>
 #include <fcgiapp.h>
 #include <glib.h>
+#include <malloc.h>
 
 #include "core/app_main.h"
 
@@ -29,7 +30,8 @@ enum class Memory { Real, Set, Untold };
 Memory g_memory = Memory::Real;
 struct sysinfo g_setMemory {};
 
-testing_support::TimerCall g_lastTimer; // main thread
+testing_support::TimerCall g_lastTimer;   // main thread
+testing_support::KeptMemory g_keptMemory; // main thread
 
 std::function<void()>& timerListener() {
     static auto* const instance = new std::function<void()>;
@@ -116,6 +118,16 @@ int sysinfo(struct sysinfo* info) {
     }
 }
 
+/// The same, but nothing is changed.
+int mallopt(int parameter, int value) noexcept {
+    if (parameter == M_MMAP_THRESHOLD) {
+        g_keptMemory.largestBlock = value;
+    } else if (parameter == M_TRIM_THRESHOLD) {
+        g_keptMemory.atTheEnd = value;
+    }
+    return 1;
+}
+
 guint g_timeout_add(guint interval, GSourceFunc function, gpointer data) {
     g_lastTimer = {interval, function, data};
     const guint id = next<decltype(g_timeout_add)>(__func__)(interval, function, data);
@@ -162,6 +174,10 @@ TimerCall lastTimer() {
 
 void onTimerInstalled(std::function<void()> function) {
     timerListener() = std::move(function);
+}
+
+KeptMemory keptMemory() {
+    return g_keptMemory;
 }
 
 } // namespace testing_support

@@ -32,6 +32,13 @@ void tellTheRealMemory();
 /// Has a function called right after a GLib timer was installed; an empty one: no longer.
 void onTimerInstalled(std::function<void()> function);
 
+/// What the C library was last told of the memory that it keeps, in bytes; 0: nothing yet.
+struct KeptMemory {
+    int largestBlock = 0; ///< M_MMAP_THRESHOLD
+    int atTheEnd = 0;     ///< M_TRIM_THRESHOLD
+};
+[[nodiscard]] KeptMemory keptMemory();
+
 /// The arguments of the timer installed last.
 struct TimerCall {
     guint interval = 0; ///< milliseconds

@@ -318,6 +318,24 @@ TEST_F(StartUpTest, ThreadThatCannotBeCreatedEndsMain) {
     EXPECT_EQ(loadShared(g_ThreadID), 0U);
 }
 
+TEST_F(StartUpTest, MemoryOfPicturesOfTheAnalysisStreamIsKeptWhenItIsFreed) {
+    struct Expected {
+        const char* resolution;
+        int largestBlock;
+        int atTheEnd;
+    };
+    for (const Expected& expected :
+         {Expected{"1920x1080", 12441600, 24883200}, Expected{"3840x2160", 33554432, 67108864},
+          Expected{"64x36", 131072, 262144}}) {
+        camera.configure(std::string("[camera]\nresolutions=") + expected.resolution + "\n");
+        fail("vdo_stream_new");
+        EXPECT_EQ(zerith_main(), -1);
+        EXPECT_EQ(testing_support::keptMemory().largestBlock, expected.largestBlock)
+            << expected.resolution;
+        EXPECT_EQ(testing_support::keptMemory().atTheEnd, expected.atTheEnd) << expected.resolution;
+    }
+}
+
 TEST_F(StartUpTest, MainLeavesTheSignalMaskAsItFoundIt) {
     fail("vdo_stream_new");
     EXPECT_EQ(zerith_main(), -1);
