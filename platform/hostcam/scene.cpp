@@ -331,13 +331,23 @@ std::unique_ptr<const Stage> Scene::Impl::makeStage(cv::Size size) const {
                       placementOf(options.script.actors[i], 0, stage->camera, options.wholePixels));
         }
     }
-    cv::Mat seen = stage->still.clone();
-    lens(seen, stage->blur);
     stage->evenWidth = (static_cast<std::size_t>(size.width) + 1) / 2 * 2;
     const std::size_t rows =
         static_cast<std::size_t>(size.height) + (static_cast<std::size_t>(size.height) + 1) / 2;
     stage->nv12.resize(stage->evenWidth * rows);
-    convert(seen, stage->light, {}, {stage->nv12.data(), stage->evenWidth, size.height});
+    // In strips, since a large picture's copies are large.
+    constexpr int kStrip = 128;
+    const int reach = lensReach(stage->blur);
+    const Nv12 target{stage->nv12.data(), stage->evenWidth, size.height};
+    for (int top = 0; top < size.height; top += kStrip) {
+        const cv::Rect strip(0, top, size.width, std::min(kStrip, size.height - top));
+        // With a margin, so that the lens sees what lies next to the strip.
+        const cv::Rect wide =
+            cv::Rect({}, size) & cv::Rect(0, top - reach, size.width, strip.height + 2 * reach);
+        cv::Mat seen = stage->still(wide).clone();
+        lens(seen, stage->blur);
+        convert(seen(strip - wide.tl()), stage->light, strip.tl(), target);
+    }
     return stage;
 }
 
