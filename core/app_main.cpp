@@ -194,13 +194,15 @@ void chooseApplicationStream(AspectRatioType aspectRatio) {
 
 /// Lets the memory of a tick's pictures stay with the process when it is freed. The system would
 /// have to map it again in the next tick, page by page, which takes as long as a third of the
-/// tick's work at 1920x1080.
+/// tick's work at 1920x1080. Pictures above 16 MiB are too large to hold on to.
 void keepFreedPictures() {
     constexpr std::int64_t kLeast = 131072;      // what the C library begins with
     constexpr std::int64_t kMost = 32 * 1048576; // what it takes at most
     const std::int64_t picture = std::int64_t{3} * g_AnalysisStreamWidth * g_AnalysisStreamHeight;
-    mallopt(M_MMAP_THRESHOLD, static_cast<int>(std::clamp(2 * picture, kLeast, kMost)));
-    mallopt(M_TRIM_THRESHOLD, static_cast<int>(std::clamp(4 * picture, 2 * kLeast, 2 * kMost)));
+    if (2 * picture <= kMost) {
+        mallopt(M_MMAP_THRESHOLD, static_cast<int>(std::max(2 * picture, kLeast)));
+        mallopt(M_TRIM_THRESHOLD, static_cast<int>(std::max(4 * picture, 2 * kLeast)));
+    }
 }
 
 /// Opens the camera's stream. @return false when it cannot be opened

@@ -180,4 +180,8 @@ KeptMemory keptMemory() {
     return g_keptMemory;
 }
 
+void forgetKeptMemory() {
+    g_keptMemory = {};
+}
+
 } // namespace testing_support

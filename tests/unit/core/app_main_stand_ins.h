@@ -38,6 +38,7 @@ struct KeptMemory {
     int atTheEnd = 0;     ///< M_TRIM_THRESHOLD
 };
 [[nodiscard]] KeptMemory keptMemory();
+void forgetKeptMemory();
 
 /// The arguments of the timer installed last.
 struct TimerCall {
