@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -56,7 +57,11 @@ std::string ask(const ApplicationProcess& program, const std::string& method,
     if (method == "POST") {
         values["CONTENT_LENGTH"] = std::to_string(body.size());
     }
-    return FcgiClient::ask(program.socket(), values, body).value_or("");
+    try {
+        return FcgiClient::ask(program.socket(), values, body).value_or("");
+    } catch (const std::runtime_error&) {
+        return ""; // nobody listens yet
+    }
 }
 
 /// A settings document with another number of seconds each time; all else as it was.
