@@ -32,11 +32,23 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using hostcam::Stage;
 
+/// At the end of a run that ./run --stage-times has started.
+void printTable() {
+    const std::string table = hostcam::stageTable();
+    if (!table.empty() && std::getenv("ZERITH_STAGE_TABLE") != nullptr) {
+        std::printf("%s", table.c_str());
+        std::fflush(stdout);
+    }
+}
+
 /// The times of the tick in progress: at each moment, one stage is under way; `Stage::Tick` stands
 /// for none.
 class TickClock {
   public:
     void beginTick() {
+        if (!m_isTableDue) {
+            m_isTableDue = std::atexit(printTable) == 0;
+        }
         m_isTicking = true;
         m_begin = m_since = Clock::now();
         m_current = Stage::Tick;
@@ -65,6 +77,7 @@ class TickClock {
     }
 
   private:
+    bool m_isTableDue = false;
     bool m_isTicking = false;
     Clock::time_point m_begin;
     Clock::time_point m_since;
@@ -85,17 +98,6 @@ class Timed {
   private:
     Stage m_before;
 };
-
-/// At the end of a run that ./run --stage-times has started.
-void printTable() {
-    const std::string table = hostcam::stageTable();
-    if (!table.empty() && std::getenv("ZERITH_STAGE_TABLE") != nullptr) {
-        std::printf("%s", table.c_str());
-        std::fflush(stdout);
-    }
-}
-
-[[maybe_unused]] const int s_tableAtEnd = std::atexit(printTable);
 
 } // namespace
 
