@@ -41,19 +41,15 @@ const std::string& socketPath() {
 
 std::thread* g_thread = nullptr;
 
-/// Takes out of records the lengths above 127, with which the FastCGI library asks for more memory
-/// than there is and then ends its process. docs/security.md tells who can send them.
-std::string withShortLengths(std::string records) {
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(records[at]); };
-    for (std::size_t at = 0; at + 8 < records.size();) {
-        const std::size_t begin = at + 8;
-        const std::size_t end = begin + byte(at + 4) * 256U + byte(at + 5);
-        for (std::size_t i = begin; i < std::min(end, records.size()); ++i) {
-            records[i] = static_cast<char>(byte(i) & 0x7FU);
-        }
-        at = end + byte(at + 6);
+/// Takes the highest bit out of every byte, and so all lengths above 127, with which the FastCGI
+/// library asks for more memory than there is and then ends its process. In every byte, because
+/// where the library takes a record to begin is its own matter: it does not skip all padding.
+/// docs/security.md tells who can send such lengths.
+std::string withShortLengths(std::string bytes) {
+    for (char& byte : bytes) {
+        byte = static_cast<char>(static_cast<unsigned char>(byte) & 0x7FU);
     }
-    return records;
+    return bytes;
 }
 
 /// Sends bytes, says that there are no more, and waits until the service hangs up.
