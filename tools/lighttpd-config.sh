@@ -62,6 +62,11 @@ if [ -n "$names" ]; then
     names=$(sed -E 's/[^0-9A-Za-z,_-]/\\&/g; s/,+/|/g; s/^\|+|\|+$//g' <<<"$names")
 fi
 
+# No answer is anything else than it says, is shown inside of another page, or is used by one.
+everywhere='"X-Content-Type-Options" => "nosniff", "X-Frame-Options" => "DENY", "Referrer-Policy" => "no-referrer",
+        "Cross-Origin-Resource-Policy" => "same-origin",'
+nothing_at_all="default-src 'none'; frame-ancestors 'none'; sandbox"
+
 cat <<CONFIG
 server.modules = ("mod_access", ${option[logins]:+\"mod_auth\", \"mod_authn_file\", }"mod_alias", "mod_redirect", "mod_setenv", "mod_fastcgi", "mod_proxy")
 server.document-root = "${option[html]}"
@@ -94,23 +99,16 @@ url.redirect-code = 302
 url.redirect = ("^/(local/?|local/zerith_markers/?)?\$" => "$application/index.html")
 alias.url = ("$application/" => "${option[html]}/")
 
-# No answer is anything else than it says, is shown inside of another page, or is used by one.
 setenv.set-response-header = (
-    "X-Content-Type-Options" => "nosniff",
-    "X-Frame-Options" => "DENY",
-    "Referrer-Policy" => "no-referrer",
-    "Cross-Origin-Resource-Policy" => "same-origin",
-    "Content-Security-Policy" => "default-src 'none'; frame-ancestors 'none'; sandbox",
+    $everywhere
+    "Content-Security-Policy" => "$nothing_at_all",
 )
 
 \$HTTP["url"] =~ "^$application/" {
     # The page's name stays, the names of what it loads change with their content.
     setenv.set-response-header = (
         "Cache-Control" => "no-cache",
-        "X-Content-Type-Options" => "nosniff",
-        "X-Frame-Options" => "DENY",
-        "Referrer-Policy" => "no-referrer",
-        "Cross-Origin-Resource-Policy" => "same-origin",
+        $everywhere
         "Content-Security-Policy" => "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'",
     )
 }
@@ -118,11 +116,8 @@ setenv.set-response-header = (
 \$HTTP["url"] =~ "^$application/zerith_markers\.cgi" {
     setenv.set-response-header = (
         "Cache-Control" => "no-store",
-        "X-Content-Type-Options" => "nosniff",
-        "X-Frame-Options" => "DENY",
-        "Referrer-Policy" => "no-referrer",
-        "Cross-Origin-Resource-Policy" => "same-origin",
-        "Content-Security-Policy" => "default-src 'none'; frame-ancestors 'none'; sandbox",
+        $everywhere
+        "Content-Security-Policy" => "$nothing_at_all",
     )
     \$HTTP["request-method"] !~ "^(GET|POST)\$" { url.access-deny = ("") }
     # Its GET requests change things too, so none of them may come from a page of another site: browsers mark
