@@ -150,28 +150,10 @@ std::string DrivenRun::settings(int seconds) {
 }
 
 std::map<std::string, std::string> DrivenRun::storedSettings(int seconds) {
-    const auto pixels = [](unsigned length, unsigned percent) {
-        return std::to_string(length * percent / 100);
-    };
-    const std::string left = pixels(kWidth, 25);
-    const std::string right = pixels(kWidth, 75);
-    const std::string top = pixels(kHeight, 25);
-    const std::string bottom = pixels(kHeight, 75);
-    return {{"EulaAccepted", "true"},
-            {"IsRequirePresent", "true"},
-            {"MarkersSeconds", std::to_string(seconds)},
-            {"SelectedDictionary", "5x5"},
-            {"DisplayNonAOI", "true"},
-            {"DetectionOverlaysOn", "true"},
-            {"SelectedDetectionOverlay", kSize},
-            {"Detection10x", left},
-            {"Detection10y", top},
-            {"Detection11x", right},
-            {"Detection11y", top},
-            {"Detection12x", right},
-            {"Detection12y", bottom},
-            {"Detection13x", left},
-            {"Detection13y", bottom}};
+    auto settings = ApplicationProcess::demonstrationSettings(kWidth, kHeight);
+    settings["MarkersSeconds"] = std::to_string(seconds);
+    settings["SelectedDetectionOverlay"] = kSize;
+    return settings;
 }
 
 std::optional<ApplicationProcess::End> DrivenRun::stop() {

@@ -30,6 +30,14 @@ class Memory : public testing::Test {
         m_run.control().allocationSize = leastBytes;
     }
 
+    /// A tick whose allocation fails is given up and told.
+    void expectTickGivenUp(std::size_t leastBytes, std::int64_t which) {
+        failNextAllocation(leastBytes, which);
+        ASSERT_TRUE(m_run.tick(1, 1s));
+        EXPECT_EQ(m_run.control().failedAllocations, 1U);
+        EXPECT_TRUE(m_run.program().logHolds("|error|thread_function: std::bad_alloc\n"));
+    }
+
     /// What was given up does not come back in the next two stories.
     void expectThatItWorksAgain() {
         m_run.control().allocationSize = 0;
@@ -46,20 +54,13 @@ class Memory : public testing::Test {
 
 TEST_F(Memory, ATickWithoutMemoryForItsFrameIsGivenUp) {
     begin();
-    failNextAllocation(320 * 180 * 3);
-    ASSERT_TRUE(m_run.tick(1, 1s));
-    EXPECT_EQ(m_run.control().failedAllocations, 1U);
-    EXPECT_TRUE(m_run.program().logHolds("|error|thread_function: std::bad_alloc\n"));
+    expectTickGivenUp(320 * 180 * 3, 1);
     expectThatItWorksAgain();
 }
 
 TEST_F(Memory, ATickWithoutMemoryForItsCropIsGivenUp) {
     begin("false");
-    // The first is the frame.
-    failNextAllocation(kCropBytes, 2);
-    ASSERT_TRUE(m_run.tick(1, 1s));
-    EXPECT_EQ(m_run.control().failedAllocations, 1U);
-    EXPECT_TRUE(m_run.program().logHolds("|error|thread_function: std::bad_alloc\n"));
+    expectTickGivenUp(kCropBytes, 2); // the first is the frame
     expectThatItWorksAgain();
 }
 

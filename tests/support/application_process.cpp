@@ -97,28 +97,31 @@ void ApplicationProcess::store(const std::string& name, const std::string& value
     file << kGroup << name << '=' << value << '\n';
 }
 
-void ApplicationProcess::storeDemonstrationSettings(unsigned width, unsigned height) {
+std::map<std::string, std::string> ApplicationProcess::demonstrationSettings(unsigned width,
+                                                                             unsigned height) {
     const std::string left = std::to_string(width / 4);
     const std::string right = std::to_string(width * 3 / 4);
     const std::string top = std::to_string(height / 4);
     const std::string bottom = std::to_string(height * 3 / 4);
-    const std::pair<const char*, std::string> settings[] = {
-        {"EulaAccepted", "true"},
-        {"IsRequirePresent", "true"},
-        {"MarkersSeconds", "3"},
-        {"SelectedDictionary", "5x5"},
-        {"DisplayNonAOI", "true"},
-        {"DetectionOverlaysOn", "true"},
-        {"SelectedDetectionOverlay", "1280x720"},
-        {"Detection10x", left},
-        {"Detection10y", top},
-        {"Detection11x", right},
-        {"Detection11y", top},
-        {"Detection12x", right},
-        {"Detection12y", bottom},
-        {"Detection13x", left},
-        {"Detection13y", bottom}};
-    for (const auto& [name, value] : settings) {
+    return {{"EulaAccepted", "true"},
+            {"IsRequirePresent", "true"},
+            {"MarkersSeconds", "3"},
+            {"SelectedDictionary", "5x5"},
+            {"DisplayNonAOI", "true"},
+            {"DetectionOverlaysOn", "true"},
+            {"SelectedDetectionOverlay", "1280x720"},
+            {"Detection10x", left},
+            {"Detection10y", top},
+            {"Detection11x", right},
+            {"Detection11y", top},
+            {"Detection12x", right},
+            {"Detection12y", bottom},
+            {"Detection13x", left},
+            {"Detection13y", bottom}};
+}
+
+void ApplicationProcess::storeDemonstrationSettings(unsigned width, unsigned height) {
+    for (const auto& [name, value] : demonstrationSettings(width, height)) {
         store(name, value);
     }
 }

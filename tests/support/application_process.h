@@ -44,8 +44,12 @@ class ApplicationProcess {
     /// Stores an application parameter as an earlier run would have left it.
     void store(const std::string& name, const std::string& value);
 
-    /// Stores the settings of the demonstration: presence required, 3 seconds, dictionary 5x5, the
-    /// middle half of a picture of the given size as area 1.
+    /// The settings of the demonstration by parameter: presence required, 3 seconds, dictionary
+    /// 5x5, the middle half of a picture of the given size as area 1.
+    [[nodiscard]] static std::map<std::string, std::string> demonstrationSettings(unsigned width,
+                                                                                  unsigned height);
+
+    /// Stores those settings.
     void storeDemonstrationSettings(unsigned width, unsigned height);
 
     /// Whether the next process begins with SIGTERM blocked, as a careful parent may leave it. A
