@@ -1,6 +1,6 @@
 // Times the stages of the application's tick from outside, without a line for it in the
-// application: the linker leads its calls of the functions below through the ones here (--wrap, see
-// zm_time_stages() in CMakeLists.txt), which time the real ones. All run on the main thread.
+// application: the linker leads its calls of the functions below through the ones here (--wrap, in
+// CMakeLists.txt), which time the real ones. All run on the main thread.
 //
 // A stage that happens in several places of a tick counts as one. What another stage does inside of
 // one is not counted twice.
