@@ -112,6 +112,7 @@ int main(int argc, char** argv) {
         const int rounds = argc > 1 ? std::stoi(argv[1]) : 51;
         const auto folder = std::filesystem::temp_directory_path() / "zerith-render-bench";
         std::filesystem::create_directories(folder);
+        bench::tellLibrary();
         drawFindings(rounds);
         const bool fast = compareTicks(folder, rounds);
         std::filesystem::remove_all(folder);

@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
         const int ticks = argc > 1 ? std::stoi(argv[1]) : 100;
         const auto folder = std::filesystem::temp_directory_path() / "zerith-stage-bench";
         std::filesystem::create_directories(folder);
+        bench::tellLibrary();
         const unsigned sizes[][2] = {{1280, 720}, {1920, 1080}, {3840, 2160}};
         for (const auto& size : sizes) {
             for (const double noise : {0.0, 4.0}) {

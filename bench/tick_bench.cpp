@@ -68,6 +68,7 @@ int main(int argc, char** argv) {
         const int rounds = argc > 1 ? std::stoi(argv[1]) : 15;
         const auto folder = std::filesystem::temp_directory_path() / "zerith-tick-bench";
         std::filesystem::create_directories(folder);
+        bench::tellLibrary();
         const bool fast = compareTicks(folder, rounds);
         const bool flat = watchMemory(folder);
         std::filesystem::remove_all(folder);

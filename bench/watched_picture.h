@@ -5,6 +5,7 @@
 // by hand, so that no tick waits for one.
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include <libyuv.h>
+#include <opencv2/core/utility.hpp>
 #include <opencv2/objdetect/aruco_detector.hpp>
 
 #include "core/app_main.h"
@@ -26,6 +28,14 @@
 #include "video/VideoStreamSource.h"
 
 namespace bench {
+
+/// Prints which marker detection is measured.
+inline void tellLibrary() {
+    const char* const kWords = "accelerated marker detection";
+    const bool isAccelerated = cv::getBuildInformation().find(kWords) != std::string::npos;
+    std::printf("OpenCV %s: %s\n", cv::getVersionString().c_str(),
+                isAccelerated ? kWords : "the library's own marker detection");
+}
 
 struct StillPicture {
     unsigned width;

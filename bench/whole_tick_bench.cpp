@@ -2,7 +2,7 @@
 // call on the same frame: that of the library as it is (in a process of its own, on one thread),
 // and the accelerated one. They take turns, each tick on one thread and on two.
 //
-//   whole_tick_bench [ROUNDS] [--assert]
+//   whole_tick_bench [ROUNDS] [--no-overlay] [--assert]
 
 #include <cstddef>
 #include <cstdint>
@@ -35,6 +35,26 @@ struct Picture {
     double noise;
 };
 
+struct Options {
+    int rounds = 9;
+    std::string viewer = "1280x720"; ///< the overlay stream; empty: none
+    bool asserts = false;
+};
+
+Options optionsOf(int argc, char** argv) {
+    Options options;
+    for (const std::string& word : std::vector<std::string>(argv + 1, argv + argc)) {
+        if (word == "--no-overlay") {
+            options.viewer.clear();
+        } else if (word == "--assert") {
+            options.asserts = true;
+        } else {
+            options.rounds = std::stoi(word);
+        }
+    }
+    return options;
+}
+
 struct Medians {
     double library;  ///< microseconds, as are the others
     double detector; ///< on one thread
@@ -62,9 +82,9 @@ double timedTick(int threads) {
 }
 
 Medians measure(const std::filesystem::path& folder, bench::WorkerProcess& worker,
-                const Picture& picture, int rounds) {
+                const Picture& picture, const Options& options) {
     bench::WatchedPicture watched(folder, picture.width, picture.height, picture.markers,
-                                  picture.noise, "1280x720");
+                                  picture.noise, options.viewer);
     static int count = 0;
     const std::string path = (folder / (std::to_string(count++) + ".rgb")).string();
     const std::vector<std::uint8_t>& frame = watched.frame();
@@ -77,7 +97,7 @@ Medians measure(const std::filesystem::path& folder, bench::WorkerProcess& worke
     std::vector<double> detector;
     std::vector<double> one;
     std::vector<double> two;
-    for (int round = -1; round < rounds; ++round) {
+    for (int round = -1; round < options.rounds; ++round) {
         cv::setNumThreads(1);
         const double bare = bench::timed([&] { watched.detectOnly(); });
         const double stock = askWorker(worker, path, picture, watched.detected());
@@ -120,7 +140,7 @@ void print(const Picture& picture, const Medians& medians, bool kept) {
     std::fflush(stdout);
 }
 
-bool compare(const std::filesystem::path& folder, int rounds) {
+bool compare(const std::filesystem::path& folder, const Options& options) {
     const auto programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     bench::WorkerProcess worker((programs / "detection_worker_stock").string());
     std::printf("picture   markers noise   library  detector  tick, 1t  tick, 2t   "
@@ -131,7 +151,7 @@ bool compare(const std::filesystem::path& folder, int rounds) {
         for (const double noise : {0.0, 4.0, 10.0}) {
             for (const int markers : {0, 4, 20}) {
                 const Picture picture{size[0], size[1], markers, noise};
-                const Medians medians = measure(folder, worker, picture, rounds);
+                const Medians medians = measure(folder, worker, picture, options);
                 const bool fast = keepsPromise(picture, medians);
                 print(picture, medians, fast);
                 kept = kept && fast;
@@ -145,15 +165,14 @@ bool compare(const std::filesystem::path& folder, int rounds) {
 
 int main(int argc, char** argv) {
     try {
-        const std::vector<std::string> words(argv + 1, argv + argc);
-        const bool asserts = !words.empty() && words.back() == "--assert";
-        const int rounds = words.size() > (asserts ? 1U : 0U) ? std::stoi(words.front()) : 9;
+        const Options options = optionsOf(argc, argv);
         const auto folder = std::filesystem::temp_directory_path() / "zerith-whole-tick-bench";
         std::filesystem::create_directories(folder);
-        const bool kept = compare(folder, rounds);
+        bench::tellLibrary();
+        const bool kept = compare(folder, options);
         std::filesystem::remove_all(folder);
         std::printf("all within their limits: %s\n", kept ? "yes" : "NO");
-        return asserts && !kept ? 1 : 0;
+        return options.asserts && !kept ? 1 : 0;
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "whole_tick_bench: %s\n", problem.what());
         return 2;
