@@ -267,6 +267,7 @@ struct Scene::Impl {
     [[nodiscard]] std::unique_ptr<const Stage> makeStage(cv::Size size) const;
     void drawActor(const SceneCanvas& canvas, const SceneCamera& camera, std::size_t index,
                    const ScenePlacement& placement) const;
+    void drawStill(const SceneCanvas& canvas, const SceneCamera& camera) const;
     [[nodiscard]] cv::Rect reachOf(const ScenePlacement& placement, const SceneActor& actor,
                                    const SceneCamera& camera) const;
     void drawMoving(const Stage& stage, double seconds, const Nv12& target) const;
@@ -320,23 +321,32 @@ cv::Rect Scene::Impl::reachOf(const ScenePlacement& placement, const SceneActor&
     return {reach.tl() - cv::Point(softness, softness), reach.br() + cv::Point(softness, softness)};
 }
 
+/// Draws everything that stands still.
+void Scene::Impl::drawStill(const SceneCanvas& canvas, const SceneCamera& camera) const {
+    backdrop.paint(canvas, camera);
+    for (std::size_t i = 0; i < options.script.actors.size(); ++i) {
+        if (!moves(options.script.actors[i])) {
+            drawActor(canvas, camera, i,
+                      placementOf(options.script.actors[i], 0, camera, options.wholePixels));
+        }
+    }
+}
+
 std::unique_ptr<const Stage> Scene::Impl::makeStage(cv::Size size) const {
     auto stage = std::make_unique<Stage>(size);
     stage->blur = options.blur * std::max(size.width, size.height) / 1920.0;
     stage->light = sceneLight(stage->camera, options.seed);
-    stage->still = backdrop.paint(stage->camera);
-    for (std::size_t i = 0; i < options.script.actors.size(); ++i) {
-        if (!moves(options.script.actors[i])) {
-            drawActor({stage->still, {}}, stage->camera, i,
-                      placementOf(options.script.actors[i], 0, stage->camera, options.wholePixels));
-        }
+    stage->still.create(size, CV_8UC3);
+    // In strips, since what is drawn on the way is as large as what is drawn on.
+    constexpr int kStrip = 128;
+    for (int top = 0; top < size.height; top += kStrip) {
+        const cv::Range rows(top, std::min(top + kStrip, size.height));
+        drawStill({stage->still.rowRange(rows), {0, top}}, stage->camera);
     }
     stage->evenWidth = (static_cast<std::size_t>(size.width) + 1) / 2 * 2;
     const std::size_t rows =
         static_cast<std::size_t>(size.height) + (static_cast<std::size_t>(size.height) + 1) / 2;
     stage->nv12.resize(stage->evenWidth * rows);
-    // In strips, since a large picture's copies are large.
-    constexpr int kStrip = 128;
     const int reach = lensReach(stage->blur);
     const Nv12 target{stage->nv12.data(), stage->evenWidth, size.height};
     for (int top = 0; top < size.height; top += kStrip) {

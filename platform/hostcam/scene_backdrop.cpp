@@ -145,17 +145,16 @@ SceneBackdrop::SceneBackdrop(std::uint32_t seed) : m_seed(seed) {
     m_darkCrate = SceneTexture(mottled(random, {256, 256}, {92, 100, 108}, 6, 2));
 }
 
-cv::Mat SceneBackdrop::paint(const SceneCamera& camera) const {
-    cv::Mat picture(camera.size, CV_8UC3, cv::Scalar(120, 118, 112));
-    const SceneCanvas canvas{picture, {}};
-    // Each part draws its choices from the same numbers at every picture size.
+void SceneBackdrop::paint(const SceneCanvas& canvas, const SceneCamera& camera) const {
+    cv::Mat pixels = canvas.pixels;
+    pixels.setTo(cv::Scalar(120, 118, 112));
+    // Each part draws its choices from the same numbers at every picture size, in every strip.
     cv::RNG random(m_seed * 0x9e3779b97f4a7c15ULL + 2);
     paintRoom(canvas, camera);
     paintStains(canvas, camera, random);
     paintDoor(canvas, camera);
     paintRack(canvas, camera, random);
     paintCrates(canvas, camera, random);
-    return picture;
 }
 
 void SceneBackdrop::paintRoom(const SceneCanvas& canvas, const SceneCamera& camera) const {

@@ -18,8 +18,10 @@ class SceneBackdrop {
     /// Makes the surfaces.
     explicit SceneBackdrop(std::uint32_t seed);
 
-    /// Paints the backdrop in even light and without blur, 8-bit RGB.
-    [[nodiscard]] cv::Mat paint(const SceneCamera& camera) const;
+    /// Paints a part of the backdrop in even light and without blur. Parts that are painted one by
+    /// one fit together.
+    /// @param canvas 8-bit RGB; all of it is overwritten
+    void paint(const SceneCanvas& canvas, const SceneCamera& camera) const;
 
     /// The side of a crate, for crates that stand in front of the backdrop.
     [[nodiscard]] const SceneTexture& crate() const { return m_crate; }

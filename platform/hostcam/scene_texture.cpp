@@ -173,19 +173,23 @@ void drawShadow(const SceneCanvas& canvas, const std::vector<cv::Point2d>& polyg
                 double softness) {
     const cv::Rect2f bounds =
         cv::boundingRect(std::vector<cv::Point2f>(polygon.begin(), polygon.end()));
-    SceneCanvas part =
-        clipped(canvas, cornersOf(bounds), static_cast<int>(std::ceil(3 * softness)));
+    const int reach = static_cast<int>(std::ceil(3 * softness));
+    SceneCanvas part = clipped(canvas, cornersOf(bounds), reach);
     if (part.pixels.empty()) {
         return;
     }
-    // A soft edge needs no resolution: the mask is drawn and blurred small.
+    // A soft edge needs no resolution: the mask is drawn and blurred small, with a margin from
+    // which the edge reaches into the part, on a grid that is the same for neighbouring parts.
     const int shrink = std::max(1, static_cast<int>(softness / 2));
-    const cv::Size small((part.pixels.cols + shrink - 1) / shrink + 1,
-                         (part.pixels.rows + shrink - 1) / shrink + 1);
-    cv::Mat mask = maskOf(polygon, small, part.origin, 1.0 / shrink);
+    const auto onGrid = [shrink](int at) { return at - ((at % shrink) + shrink) % shrink; };
+    const cv::Point origin(onGrid(part.origin.x - reach), onGrid(part.origin.y - reach));
+    const cv::Point end = part.area().br() + cv::Point(reach, reach);
+    const cv::Size small((end.x - origin.x) / shrink + 2, (end.y - origin.y) / shrink + 2);
+    cv::Mat mask = maskOf(polygon, small, origin, 1.0 / shrink);
     cv::GaussianBlur(mask, mask, {}, std::max(softness / shrink, 0.3));
     cv::Mat share;
-    const cv::Matx23d enlarge(shrink, 0, 0, 0, shrink, 0);
+    const cv::Matx23d enlarge(shrink, 0, origin.x - part.origin.x, 0, shrink,
+                              origin.y - part.origin.y);
     cv::warpAffine(mask, share, enlarge, part.pixels.size(), cv::INTER_LINEAR,
                    cv::BORDER_REPLICATE);
     const int most = cvRound(256 * std::clamp(strength, 0.0, 1.0));

@@ -80,6 +80,8 @@ std::optional<Holdings> WatchedProcess::holdings() const {
     for (const std::string& line : readLines(folder + "/status")) {
         if (line.starts_with("VmRSS:")) {
             holdings.residentKilobytes = std::stol(line.substr(line.find(':') + 1));
+        } else if (line.starts_with("VmHWM:")) {
+            holdings.mostResidentKilobytes = std::stol(line.substr(line.find(':') + 1));
         } else if (line.starts_with("Threads:")) {
             holdings.threads = std::stoi(line.substr(line.find(':') + 1));
         }

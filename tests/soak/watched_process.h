@@ -14,7 +14,8 @@ namespace testing_support {
 
 /// What a process holds at one moment.
 struct Holdings {
-    long residentKilobytes = 0; ///< memory
+    long residentKilobytes = 0;     ///< memory
+    long mostResidentKilobytes = 0; ///< since its start
     int descriptors = 0;
     int threads = 0;
     double cpuSeconds = 0; ///< since its start, user and system

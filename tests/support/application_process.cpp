@@ -3,8 +3,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -14,6 +12,7 @@
 #include <unistd.h>
 
 #include "tests/support/private_package_folder.h"
+#include "tests/support/program_start.h"
 
 namespace testing_support {
 namespace {
@@ -26,13 +25,6 @@ void redirect(const std::filesystem::path& file, int descriptor) {
     if (opened >= 0) {
         dup2(opened, descriptor);
     }
-}
-
-/// What runs programs of another processor here, word by word; empty for this machine's own.
-std::vector<std::string> emulator() {
-    const char* const text = std::getenv("ZM_EMULATOR");
-    std::istringstream stream(text == nullptr ? "" : text);
-    return {std::istream_iterator<std::string>(stream), {}};
 }
 
 /// Whether a process may have a package folder of its own here. Tried once, in a process that ends.
@@ -148,13 +140,7 @@ void ApplicationProcess::start() {
     }
     m_end.reset();
     m_journalLinesBefore = journal().size();
-    std::vector<std::string> words = emulator();
-    words.push_back(m_program);
-    std::vector<const char*> command;
-    for (const std::string& word : words) {
-        command.push_back(word.c_str());
-    }
-    command.push_back(nullptr);
+    const ProgramStart program({m_program});
     const std::string config = m_dir / "hostcam.conf";
     const std::filesystem::path output = m_dir / "output";
     // The child begins with the mask that its parent has while it forks.
@@ -181,7 +167,7 @@ void ApplicationProcess::start() {
             _exit(126);
         }
         if (chdir(packageDir().c_str()) == 0) {
-            execvp(command.front(), const_cast<char* const*>(command.data()));
+            program.become();
         }
         _exit(127);
     }

@@ -18,6 +18,7 @@
 
 #include "platform/hostcam/event_journal.h"
 #include "platform/hostcam/parameter_file.h"
+#include "tests/support/program_start.h"
 #include "tests/unit/platform/axevent/json_text.h"
 #include "tests/unit/platform/host_camera.h"
 
@@ -34,14 +35,14 @@ class Writer {
     Writer(const std::string& prefix, unsigned long first, unsigned long last) {
         int ends[2] = {-1, -1};
         EXPECT_EQ(pipe(ends), 0);
-        const std::string from = std::to_string(first);
-        const std::string to = std::to_string(last);
+        const testing_support::ProgramStart writer(
+            {STATE_WRITER, prefix, std::to_string(first), std::to_string(last)});
         m_process = fork();
         if (m_process == 0) {
             dup2(ends[1], STDOUT_FILENO);
             close(ends[0]);
             close(ends[1]);
-            execl(STATE_WRITER, "state_writer", prefix.c_str(), from.c_str(), to.c_str(), nullptr);
+            writer.become();
             _exit(127);
         }
         close(ends[1]);

@@ -1,6 +1,8 @@
 // How a process ends whose events go to a broker.
 
 #include <array>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -9,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/program_start.h"
 #include "tests/unit/platform/mqtt/mqtt_fixture.h"
 #include "tests/unit/platform/mqtt/mqtt_script_broker.h"
 
@@ -20,8 +23,11 @@ using testing_support::MqttPacket;
 /// A process that sends one event, and four more right before its end.
 class Sender {
   public:
-    /// @param patience an argument of event_sender
-    explicit Sender(const char* patience = nullptr) {
+    /// @param arguments of event_sender
+    explicit Sender(const std::vector<std::string>& arguments = {}) {
+        std::vector<std::string> command{EVENT_SENDER};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const testing_support::ProgramStart sender(command);
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
         m_input = hostcam::Descriptor(ends[1]);
@@ -29,7 +35,7 @@ class Sender {
         m_process = fork();
         if (m_process == 0) {
             dup2(ends[0], STDIN_FILENO);
-            execl(EVENT_SENDER, EVENT_SENDER, patience, nullptr);
+            sender.become();
             _exit(127);
         }
     }
@@ -72,7 +78,7 @@ class MqttProcessTest : public testing_support::MqttTest {
 };
 
 TEST_F(MqttProcessTest, WhatWasSentLastStillGoesOutAtTheEnd) {
-    Sender sender("patient");
+    Sender sender({"patient"});
     const MqttConnection connection = broker.nextAccepted();
     take(connection, "1");
     sender.goOn();
@@ -84,7 +90,7 @@ TEST_F(MqttProcessTest, WhatWasSentLastStillGoesOutAtTheEnd) {
 }
 
 TEST_F(MqttProcessTest, ABrokerThatSaysNothingDoesNotKeepTheProcess) {
-    Sender sender("patient"); // and yet not with a broker that is not connected
+    Sender sender({"patient"}); // and yet not with a broker that is not connected
     const MqttConnection connection = broker.next();
     EXPECT_EQ(connection.read().type, MqttPacket::Connect);
     sender.goOn();

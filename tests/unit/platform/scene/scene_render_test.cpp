@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/hostcam/scene.h"
+#include "tests/support/program_start.h"
 #include "tests/unit/platform/scene/scene_pictures.h"
 
 namespace {
@@ -52,10 +53,11 @@ TEST(ScenePictureTest, AFrameDoesNotDependOnTheFramesBefore) {
 
 /// What another process computes: see print_frame_hash.cpp.
 std::string hashFromAnotherRun(std::uint32_t seed, std::uint64_t frame, cv::Size size) {
-    std::array<char, 256> command{};
-    std::snprintf(command.data(), command.size(), "'%s' %u %llu %d %d", ZM_PRINT_FRAME_HASH, seed,
-                  static_cast<unsigned long long>(frame), size.width, size.height);
-    FILE* output = popen(command.data(), "r"); // NOLINT(cert-env33-c): our own program
+    const testing_support::ProgramStart program({ZM_PRINT_FRAME_HASH, std::to_string(seed),
+                                                 std::to_string(frame), std::to_string(size.width),
+                                                 std::to_string(size.height)});
+    // NOLINTNEXTLINE(cert-env33-c): our own program
+    FILE* output = popen(program.shellLine().c_str(), "r");
     if (output == nullptr) {
         return "popen failed";
     }
