@@ -74,8 +74,6 @@ class tracker {
                                                std::vector<int> rows) const;
 
   private:
-    friend class TrackerProbe; // for tests: that the two maps have the same keys shows nowhere else
-
     void match(const std::vector<detection>& dets, const std::vector<int>& rows,
                const std::vector<int>& cols);
     void age(int id);

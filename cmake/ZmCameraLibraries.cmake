@@ -9,6 +9,13 @@ if(ZM_CAMERA STREQUAL "host")
 endif()
 foreach(module IN ITEMS vdostream axparameter axevent axoverlay)
     pkg_check_modules(CAMERA_${module} REQUIRED ${module})
+    if(ZM_CAMERA STREQUAL "host" AND CMAKE_SYSROOT)
+        # pkg-config looks for everything in the folder of the other processor's libraries; these are not there.
+        foreach(kind IN ITEMS INCLUDE_DIRS LIBRARY_DIRS)
+            list(TRANSFORM CAMERA_${module}_${kind}
+                REPLACE "^${CMAKE_SYSROOT}(${CMAKE_SOURCE_DIR}|${CMAKE_BINARY_DIR})/" "\\1/")
+        endforeach()
+    endif()
     target_include_directories(camera_libraries SYSTEM INTERFACE ${CAMERA_${module}_INCLUDE_DIRS})
     target_link_directories(camera_libraries INTERFACE ${CAMERA_${module}_LIBRARY_DIRS})
     target_link_libraries(camera_libraries INTERFACE ${CAMERA_${module}_LIBRARIES})

@@ -1,14 +1,18 @@
-# zm_options: what every target of ours compiles with.
+# zm_language: what everybody who uses our headers compiles with.
+add_library(zm_language INTERFACE)
+target_compile_features(zm_language INTERFACE cxx_std_20)
+# 32-bit float results must not depend on whether the processor has fused multiply-add.
+target_compile_options(zm_language INTERFACE -ffp-contract=off)
+
+# zm_options: what every target of ours compiles with. How strict others are with their code is theirs.
 add_library(zm_options INTERFACE)
-target_compile_features(zm_options INTERFACE cxx_std_20)
+target_link_libraries(zm_options INTERFACE zm_language)
 target_compile_options(zm_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2
     $<$<COMPILE_LANGUAGE:CXX>:-Wmissing-declarations -Wnon-virtual-dtor -Woverloaded-virtual>
     $<$<BOOL:${ZM_WERROR}>:-Werror>
     # clang's word for the arrays at the end of the platform's structs.
-    $<$<CXX_COMPILER_ID:Clang>:-Wno-c99-extensions>
-    # 32-bit float results must not depend on whether the processor has fused multiply-add.
-    -ffp-contract=off)
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-c99-extensions>)
 
 # What is built tells nothing of where it was built.
 add_compile_options("-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")

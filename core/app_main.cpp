@@ -270,6 +270,7 @@ int runApplication() {
     if (!chooseAnalysisStream(aspectRatio)) {
         return -1;
     }
+    allowTermination();
     chooseApplicationStream(aspectRatio);
     keepFreedPictures();
     allowTermination();
@@ -278,6 +279,7 @@ int runApplication() {
     }
     allowTermination();
     init_sensor_aspect_ratio();
+    allowTermination();
     init_overlay_manager();
     allowTermination();
     init_event_manager();

@@ -7,7 +7,6 @@
 //
 // The limit begins when a connection waits, so that a service that nobody asks is left alone.
 
-#include <cerrno>
 #include <csignal>
 #include <ctime>
 
@@ -46,8 +45,8 @@ class AcceptLimit {
     AcceptLimit(const AcceptLimit&) = delete;
     AcceptLimit& operator=(const AcceptLimit&) = delete;
 
-    /// Waits until somebody connects to a listening socket or it is shut down; not at all for a
-    /// descriptor that is no listening socket.
+    /// Waits until somebody connects to a listening socket, it is shut down, or a signal comes,
+    /// which the library is to see; not at all for a descriptor that is no listening socket.
     static void waitForConnection(int sock) {
         int isListening = 0;
         socklen_t size = sizeof isListening;
@@ -56,8 +55,7 @@ class AcceptLimit {
             return;
         }
         pollfd waiting{sock, POLLIN, 0};
-        while (poll(&waiting, 1, -1) < 0 && errno == EINTR) {
-        }
+        poll(&waiting, 1, -1);
     }
 
     /// The limit holds while one of these lives.

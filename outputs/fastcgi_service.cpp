@@ -254,12 +254,13 @@ int fastcgi_service::init() {
     const int sock = opensWithoutEndingTheProcess(kSocketPath, kBacklog)
                          ? FCGX_OpenSocket(kSocketPath, kBacklog)
                          : -1;
+    storeShared(m_sock, sock);
     if (sock < 0) {
         g_Logger.error(std::string("init: FCGX_OpenSocket failed: ") + kSocketPath);
         return 1;
     }
-    storeShared(m_sock, sock);
-    if (chmod(kSocketPath, 0777) != 0) {
+    // A socket whose file is gone already has nobody to be opened to.
+    if (chmod(kSocketPath, 0777) != 0 && errno != ENOENT) {
         g_Logger.warning(std::string("init: Failed to open the socket to other users: ") +
                          std::generic_category().message(errno));
     }

@@ -90,7 +90,8 @@ class fastcgi_service {
     }
 
     FCGX_Request m_request; ///< reused for every request; web thread only
-    int m_sock;             ///< the listening socket; 0 until init(). Shared with stop()
+    int m_sock;             ///< the listening socket; 0 until init(), below 0 when it
+                            ///< could not be opened. Shared with stop()
 
   private:
     class Activity;

@@ -1,6 +1,7 @@
 // The web service on a FastCGI library that plays given requests: set-up, every action with the
 // exact bytes of its answer, and requests that make no sense.
 
+#include <cerrno>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
@@ -94,7 +95,7 @@ TEST_F(FastcgiServiceTest, ASocketThatCannotBeOpenedFailsInit) {
     EXPECT_THAT(calls(), ElementsAre("FCGX_Init", "FCGX_OpenSocket " + kSocket + " 5"));
     EXPECT_THAT(logLines(), ElementsAre("info|init: Socket: " + kSocket,
                                         "error|init: FCGX_OpenSocket failed: " + kSocket));
-    EXPECT_EQ(m_service.m_sock, 0);
+    EXPECT_EQ(m_service.m_sock, -1);
 }
 
 TEST_F(FastcgiServiceTest, ALibraryThatWouldEndTheProcessFailsInit) {
@@ -105,17 +106,25 @@ TEST_F(FastcgiServiceTest, ALibraryThatWouldEndTheProcessFailsInit) {
     EXPECT_THAT(calls(), ElementsAre("FCGX_Init"));
     EXPECT_THAT(logLines(), ElementsAre("info|init: Socket: " + kSocket,
                                         "error|init: FCGX_OpenSocket failed: " + kSocket));
-    EXPECT_EQ(m_service.m_sock, 0);
+    EXPECT_EQ(m_service.m_sock, -1);
 }
 
 TEST_F(FastcgiServiceTest, ASocketThatStaysClosedToOtherUsersIsLogged) {
-    fcgx_stand_in::world().chmodResult = -1;
+    fcgx_stand_in::world().chmodError = EPERM;
 
     EXPECT_EQ(m_service.init(), 0);
 
     EXPECT_THAT(logLines(), ElementsAre("info|init: Socket: " + kSocket,
                                         "warning|init: Failed to open the socket to other users: "
-                                        "No such file or directory"));
+                                        "Operation not permitted"));
+}
+
+TEST_F(FastcgiServiceTest, ASocketWhoseFileIsGoneHasNobodyToBeOpenedTo) {
+    fcgx_stand_in::world().chmodError = ENOENT;
+
+    EXPECT_EQ(m_service.init(), 0);
+
+    EXPECT_THAT(logLines(), ElementsAre("info|init: Socket: " + kSocket));
 }
 
 TEST_F(FastcgiServiceTest, ARequestObjectThatCannotBePreparedFailsInitAndIsFreed) {

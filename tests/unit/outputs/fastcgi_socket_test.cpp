@@ -66,7 +66,10 @@ int timer_settime(timer_t timerid, int flags, const itimerspec* value,
 
 /// The same, with the waits counted that nothing ended but their time-out.
 int poll(pollfd* descriptors, nfds_t count, int timeout) {
-    const auto ready = static_cast<int>(syscall(SYS_poll, descriptors, count, timeout));
+    constexpr int kThousand = 1000;
+    const timespec limit{timeout / kThousand, timeout % kThousand * 1000000L};
+    const auto ready = static_cast<int>(
+        syscall(SYS_ppoll, descriptors, count, timeout < 0 ? nullptr : &limit, nullptr, 0));
     s_vainWaits += ready == 0 ? 1 : 0;
     return ready;
 }

@@ -59,8 +59,8 @@ Request post(const std::string& uri, const std::string& body) {
 
 int chmod(const char* file, mode_t mode) noexcept {
     called("chmod " + std::string(file) + " " + std::to_string(mode));
-    errno = ENOENT;
-    return world().chmodResult;
+    errno = world().chmodError;
+    return world().chmodError == 0 ? 0 : -1;
 }
 
 int FCGX_Init(void) {

@@ -28,7 +28,7 @@ struct World {
     int socket = 3;
     bool endsTheProcess = false; ///< as the library does when it cannot listen
     int initRequestResult = 0;
-    int chmodResult = 0;
+    int chmodError = 0; ///< errno's value; 0: it succeeds
 };
 
 [[nodiscard]] World& world();
