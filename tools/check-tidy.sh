@@ -2,12 +2,15 @@
 # check-tidy.sh BUILD: clang-tidy over every source file of the tree that BUILD compiles.
 #
 # A file that was clean is not looked at again until it, a header of the tree that it includes, its
-# compiler command or .clang-tidy changes: a stamp in BUILD/tidy says so. Prints what clang-tidy says.
+# compiler command or .clang-tidy changes: a stamp in the cache (ZERITH_CACHE) says so, to every clone on
+# this machine. Prints what clang-tidy says.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 build=$(cd "$1" && pwd -P)
-stamps=$build/tidy
+stamps=$("$root/tools/opencv/ensure-opencv.sh" --where)/clang-tidy
 mkdir -p "$stamps"
+# Those of texts that nobody has had for a month.
+find "$stamps" -type f -mtime +30 -delete
 export root build stamps
 
 # One line a source file: its path and the hash of all that decides about it.
@@ -25,7 +28,8 @@ fingerprints() {
             case $file in "$root"/tests/*) continue ;; "$root"/*.cpp) ;; *) continue ;; esac
             printf '%s\t' "$file"
             {
-                echo "$base $command"
+                # Where the clone lies makes no difference.
+                echo "$base ${command//"$root"/} ${file#"$root"}"
                 awk -F '\t' -v object="$output" '$1 == object { print $2 }' "$deps" | sort -u | xargs -r cat --
                 cat "$file"
             } | sha256sum | cut -c1-40
@@ -35,7 +39,10 @@ fingerprints() {
 
 look_at() { # FILE HASH
     local said
-    [ ! -e "$stamps/$2" ] || return 0
+    if [ -e "$stamps/$2" ]; then
+        touch "$stamps/$2" # still wanted
+        return
+    fi
     if said=$(clang-tidy --quiet -p "$build" "$1" 2>/dev/null); then
         touch "$stamps/$2"
     else

@@ -8,9 +8,21 @@
 
 namespace testing_support {
 
+namespace {
+
+std::string emulator() {
+    const char* const words = std::getenv("ZM_EMULATOR");
+    return words == nullptr ? "" : words;
+}
+
+} // namespace
+
+bool isEmulated() {
+    return !emulator().empty();
+}
+
 ProgramStart::ProgramStart(const std::vector<std::string>& command) {
-    const char* const emulator = std::getenv("ZM_EMULATOR");
-    std::istringstream stream(emulator == nullptr ? "" : emulator);
+    std::istringstream stream(emulator());
     m_words.assign(std::istream_iterator<std::string>(stream), {});
     m_words.insert(m_words.end(), command.begin(), command.end());
     m_arguments.reserve(m_words.size() + 1);

@@ -8,6 +8,10 @@
 
 namespace testing_support {
 
+/// Whether an emulator runs this tree's programs. GoogleTest's death tests of the style
+/// "threadsafe" start their own program again without it, so they have to be skipped.
+[[nodiscard]] bool isEmulated();
+
 class ProgramStart {
   public:
     /// @param command the program's path and its arguments

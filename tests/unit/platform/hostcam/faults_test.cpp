@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/hostcam/faults.h"
+#include "tests/support/program_start.h"
 
 namespace {
 
@@ -164,6 +165,11 @@ TEST_F(FaultsTest, SeveralThreadsMayAskAtOnce) {
 class FaultsEnvironmentDeathTest : public testing::Test {
   protected:
     FaultsEnvironmentDeathTest() { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
+    void SetUp() override {
+        if (testing_support::isEmulated()) {
+            GTEST_SKIP() << "an emulated program cannot start itself again";
+        }
+    }
     // NOLINTNEXTLINE(concurrency-mt-unsafe)
     ~FaultsEnvironmentDeathTest() override { unsetenv("HOSTCAM_FAULTS"); }
 

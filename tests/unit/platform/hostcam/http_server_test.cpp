@@ -283,8 +283,8 @@ TEST_F(HttpServerTest, TheEndClosesConnectionsAndLeavesNoThread) {
         EXPECT_TRUE(client->isClosed());
     }
     clients.clear();
-    // The system takes a moment to forget a thread that has ended.
-    EXPECT_TRUE(comesTrue([&] { return countOf("task") == threads; })) << countOf("task");
+    // The system takes a moment to forget a thread that has ended, also one of an earlier test.
+    EXPECT_TRUE(comesTrue([&] { return countOf("task") <= threads; })) << countOf("task");
     EXPECT_EQ(countOf("fd"), descriptors);
 }
 
@@ -305,7 +305,7 @@ TEST_F(HttpServerTest, ItCanStartAndEndAtOnceManyTimes) {
         serve();
     }
     server.reset();
-    EXPECT_TRUE(comesTrue([&] { return countOf("task") == threads; })) << countOf("task");
+    EXPECT_TRUE(comesTrue([&] { return countOf("task") <= threads; })) << countOf("task");
 }
 
 std::set<std::string> threadsNow() {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/hostcam/http_service.h"
+#include "tests/support/program_start.h"
 #include "tests/unit/platform/hostcam/http_fixture.h"
 
 namespace {
@@ -85,6 +86,9 @@ TEST_F(HttpServiceTest, ATakenPortIsReportedOnceAndStreamsComeAllTheSame) {
 }
 
 TEST_F(HttpServiceTest, AProcessEndsWithItsOwnStatusWhileSomebodyWatches) {
+    if (testing_support::isEmulated()) {
+        GTEST_SKIP() << "an emulated program cannot start itself again";
+    }
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const unsigned port = freePort();
     showGreys("", "[http]\nport=" + std::to_string(port) + "\n");
