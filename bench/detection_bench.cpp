@@ -38,10 +38,6 @@ struct Size {
 constexpr Size kSizes[] = {
     {1280, 720, 0.25, 0.15}, {1920, 1080, 0.20, 0.12}, {3840, 2160, 0.18, 0.11}};
 
-/// A turn's time is that of its last call: a program that watches video has its memory at hand and
-/// its threads awake, which one that has just been given its turn has not.
-constexpr int kCallsATurn = 3;
-
 struct Options {
     int rounds = 7;
     std::string json;
@@ -75,9 +71,9 @@ struct Line {
 };
 
 Answer ask(bench::WorkerProcess& worker, const fs::path& picture, const Size& size, int threads) {
-    const std::string text = worker.ask(
-        picture.string() + ' ' + std::to_string(size.width) + ' ' + std::to_string(size.height) +
-        ' ' + std::to_string(threads) + ' ' + std::to_string(kCallsATurn));
+    const std::string text =
+        worker.ask(picture.string() + ' ' + std::to_string(size.width) + ' ' +
+                   std::to_string(size.height) + ' ' + std::to_string(threads) + " 1");
     Answer answer;
     std::istringstream words(text);
     if (!(words >> answer.wall >> answer.processor >> answer.markers >> answer.hash)) {
