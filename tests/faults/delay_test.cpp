@@ -22,7 +22,7 @@ constexpr auto kDelay = 5s;
 constexpr const char* kDelayed = " delay=5000 pass";
 /// Far below the delay, far above what a busy machine takes.
 constexpr Milliseconds kWorst = 1500ms;
-constexpr Milliseconds kMedian = 50ms;
+constexpr Milliseconds kMost = 50ms; ///< for 95 of 100
 
 class SlowCamera : public testing::Test {
   protected:
@@ -75,11 +75,13 @@ class SlowCamera : public testing::Test {
     void expectPromptAnswers(const std::string& what) {
         ASSERT_FALSE(m_times.empty());
         std::sort(m_times.begin(), m_times.end());
-        const Milliseconds median = m_times[m_times.size() / 2];
-        std::cout << what << ": " << m_times.size() << " answers, median " << median.count()
-                  << " ms, 99 % " << m_times[m_times.size() * 99 / 100].count() << " ms, worst "
-                  << m_times.back().count() << " ms\n";
-        EXPECT_LT(median, kMedian);
+        const auto share = [this](std::size_t percent) {
+            return m_times[m_times.size() * percent / 100];
+        };
+        std::cout << what << ": " << m_times.size() << " answers, median " << share(50).count()
+                  << " ms, 95 % " << share(95).count() << " ms, worst " << m_times.back().count()
+                  << " ms\n";
+        EXPECT_LT(share(95), kMost);
         EXPECT_LT(m_times.back(), kWorst);
     }
 

@@ -178,6 +178,8 @@ def package_conf_says_what_the_manifest_says(package):
     require(values["PACKAGENAME"] == package.setup["friendlyName"], "PACKAGENAME")
     require(values["APPTYPE"] == package.setup["architecture"], "APPTYPE")
     require(values["STARTMODE"] == package.setup["runMode"], "STARTMODE")
+    page = package.configuration["settingPage"]
+    require(values["SETTINGSPAGEFILE"] == page and values["SETTINGSPAGETEXT"] == page, "SETTINGSPAGE...")
 
 
 def page_is_of_the_same_version(package):
