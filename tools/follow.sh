@@ -63,7 +63,7 @@ show_status() {
     200) words="running" ;;
     408) words="waits for the end-user agreement" ;;
     502) words="running, alert" ;;
-    600) words="running, too slow for ten pictures a second" ;;
+    600) words="running, but a picture takes half a second or more" ;;
     *) words=${1#* } ;;
     esac
     printf '%(%T)T.%s  status %s: %s\n' -1 "$(now_us | tail -c 6 | cut -c1-3)" "$code" "$words"
