@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <exception>
@@ -12,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -65,8 +67,22 @@ void limitWaiting(int connection) {
 bool opensWithoutEndingTheProcess(const char* path, int backlog) {
     constexpr int kCameBack = 0;
     constexpr int kEnded = 1;
+    constexpr unsigned kPatienceSeconds = 2;
+    const pid_t parent = getpid();
     const pid_t child = fork();
     if (child == 0) {
+        // Another thread may have held a lock of the C library at the fork, which nobody opens here
+        // any more. So the child's time is limited, and it does not outlive its parent.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        sigset_t limit;
+        sigemptyset(&limit);
+        sigaddset(&limit, SIGALRM);
+        signal(SIGALRM, SIG_DFL);
+        pthread_sigmask(SIG_UNBLOCK, &limit, nullptr);
+        alarm(kPatienceSeconds);
+        if (getppid() != parent) {
+            _exit(kEnded);
+        }
         // The child must not run the application's own exit handlers. The one registered last is
         // the first to run, and ends it there.
         if (std::atexit([] { _exit(kEnded); }) == 0) {
@@ -83,8 +99,10 @@ bool opensWithoutEndingTheProcess(const char* path, int backlog) {
     do {
         ended = waitpid(child, &status, 0);
     } while (ended < 0 && errno == EINTR);
-    // A parent that ignores its children's ends is not told this one's.
-    return ended != child || (WIFEXITED(status) && WEXITSTATUS(status) == kCameBack);
+    // A parent that ignores its children's ends is not told this one's; and a child that has run
+    // out of time tells nothing.
+    return ended != child || (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM) ||
+           (WIFEXITED(status) && WEXITSTATUS(status) == kCameBack);
 }
 
 /// The query of a request's URI, taken apart.

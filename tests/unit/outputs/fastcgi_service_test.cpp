@@ -1,8 +1,14 @@
 // The web service on a FastCGI library that plays given requests: set-up, every action with the
 // exact bytes of its answer, and requests that make no sense.
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <stdexcept>
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -107,6 +113,44 @@ TEST_F(FastcgiServiceTest, ALibraryThatWouldEndTheProcessFailsInit) {
     EXPECT_THAT(logLines(), ElementsAre("info|init: Socket: " + kSocket,
                                         "error|init: FCGX_OpenSocket failed: " + kSocket));
     EXPECT_EQ(m_service.m_sock, -1);
+}
+
+TEST_F(FastcgiServiceTest, ATrialThatHangsIsGivenUpAndTellsNothing) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    fcgx_stand_in::world().hangsInChildren = ends[1];
+
+    EXPECT_EQ(m_service.init(), 0);
+
+    char told = 0;
+    EXPECT_EQ(read(ends[0], &told, 1), 1) << "no child has hung";
+    EXPECT_EQ(m_service.m_sock, 3);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(FastcgiServiceTest, ATrialThatHangsDoesNotOutliveTheProcess) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    fcgx_stand_in::world().hangsInChildren = ends[1];
+    fcgx_stand_in::world().hasAlarm = false;
+    const pid_t process = fork();
+    if (process == 0) {
+        fcgx_stand_in::thisIsTheProcess();
+        _exit(m_service.init());
+    }
+    close(ends[1]);
+    char told = 0;
+    ASSERT_EQ(read(ends[0], &told, 1), 1);
+    kill(process, SIGKILL);
+    ASSERT_EQ(waitpid(process, nullptr, 0), process);
+
+    // The pipe's last writer ends with it.
+    constexpr int kMilliseconds = 20000;
+    pollfd ending{ends[0], POLLIN, 0};
+    ASSERT_EQ(poll(&ending, 1, kMilliseconds), 1);
+    EXPECT_EQ(read(ends[0], &told, 1), 0);
+    close(ends[0]);
 }
 
 TEST_F(FastcgiServiceTest, ASocketThatStaysClosedToOtherUsersIsLogged) {

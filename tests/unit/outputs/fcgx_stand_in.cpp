@@ -7,6 +7,8 @@
 #include <memory>
 
 #include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
 
 #include <fcgiapp.h>
 
@@ -25,6 +27,7 @@ struct Accepted {
 };
 
 std::unique_ptr<Accepted> s_accepted;
+pid_t s_process = -1;
 
 void called(const std::string& call) {
     world().calls.push_back(call);
@@ -39,9 +42,14 @@ World& world() {
     return instance;
 }
 
+void thisIsTheProcess() {
+    s_process = getpid();
+}
+
 void reset() {
     world() = World{};
     s_accepted.reset();
+    thisIsTheProcess();
 }
 
 Request get(const std::string& uri) {
@@ -63,6 +71,15 @@ int chmod(const char* file, mode_t mode) noexcept {
     return world().chmodError == 0 ? 0 : -1;
 }
 
+unsigned alarm(unsigned seconds) noexcept {
+    if (world().hasAlarm) {
+        itimerval soon{};
+        soon.it_value.tv_usec = 1000L * seconds;
+        setitimer(ITIMER_REAL, &soon, nullptr);
+    }
+    return 0;
+}
+
 int FCGX_Init(void) {
     called("FCGX_Init");
     return world().initResult;
@@ -72,6 +89,14 @@ int FCGX_OpenSocket(const char* path, int backlog) {
     called("FCGX_OpenSocket " + std::string(path) + " " + std::to_string(backlog));
     if (world().endsTheProcess) {
         std::exit(EADDRINUSE);
+    }
+    if (world().hangsInChildren >= 0 && getpid() != s_process) {
+        if (write(world().hangsInChildren, "!", 1) != 1) {
+            _exit(1);
+        }
+        while (true) {
+            pause();
+        }
     }
     return world().socket;
 }

@@ -27,11 +27,15 @@ struct World {
     int initResult = 0;
     int socket = 3;
     bool endsTheProcess = false; ///< as the library does when it cannot listen
+    int hangsInChildren = -1;    ///< a pipe to tell that it hangs in a child process
+    bool hasAlarm = true;        ///< alarm() rings, at once
     int initRequestResult = 0;
     int chmodError = 0; ///< errno's value; 0: it succeeds
 };
 
 [[nodiscard]] World& world();
+/// Says that children of the calling process are the ones to hang in.
+void thisIsTheProcess();
 void reset();
 
 } // namespace fcgx_stand_in
